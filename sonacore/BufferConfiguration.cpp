@@ -1,0 +1,62 @@
+#include "sonacore/BufferConfiguration.h"
+
+#include "sonacore/ConfigurationRegistry.h"
+#include "sonacore/SonaCoreConstants.h"
+
+#include <utility>
+
+namespace sonacore {
+
+IBufferConfiguration::~IBufferConfiguration() = default;
+
+IBufferConfiguration* IBufferConfiguration::createInstance(std::string name, unsigned long bufferSize) {
+    auto* configuration = new BufferConfiguration(std::move(name), bufferSize);
+    registry::bufferConfigurations.push_back(configuration);
+    return configuration;
+}
+
+IBufferConfiguration* IBufferConfiguration::createInstance(std::string name, unsigned long bufferSize,
+                                                           unsigned long clockSignalingSampleAmount) {
+    auto* configuration = new BufferConfiguration(std::move(name), bufferSize, clockSignalingSampleAmount);
+    registry::bufferConfigurations.push_back(configuration);
+    return configuration;
+}
+
+BufferConfiguration::BufferConfiguration(std::string name, std::uint64_t bufferSize,
+                                         std::uint64_t clockSignalingSampleAmount)
+    : ConfigurationData(std::move(name)), bufferSize(bufferSize),
+      clockSignalingSampleAmount(clockSignalingSampleAmount) {}
+
+BufferConfiguration::~BufferConfiguration() = default;
+
+std::uint64_t BufferConfiguration::getBufferSize() const {
+    return bufferSize;
+}
+
+std::uint64_t BufferConfiguration::getClockSignalingSampleAmount() const {
+    return clockSignalingSampleAmount;
+}
+
+void BufferConfiguration::setClockSignalingSampleAmount(std::uint64_t amount) {
+    if (amount == clockSignalingSampleAmount) {
+        return;
+    }
+    clockSignalingSampleAmount = amount;
+    emit configurationChanged(constants::signalingSampleAmountChanged);
+}
+
+bool BufferConfiguration::isClockSignalingActive() const {
+    return clockSignalingSampleAmount != 0;
+}
+
+std::string BufferConfiguration::toString() const {
+    std::string text = DataObjectBase::toString() + "\n\tBuffer size: " + std::to_string(bufferSize);
+    if (isClockSignalingActive()) {
+        text += "\n\tClock signaling sample amount: " + std::to_string(clockSignalingSampleAmount);
+    } else {
+        text += "\n\tBuffer clock signaling deactivated!";
+    }
+    return text;
+}
+
+} // namespace sonacore

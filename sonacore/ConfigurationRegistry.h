@@ -1,0 +1,23 @@
+#pragma once
+
+#include "process/ProcessorConfigBase.h"
+#include "sonacore/BufferConfiguration.h"
+#include "sonacore/DeviceConfiguration.h"
+#include "sonacore/ProcessConfiguration.h"
+#include "sonacore/StreamConfiguration.h"
+
+#include <vector>
+
+// The owners of every configuration object a host creates. Each factory appends its new object to one of
+// them; ISonaCore::destroy() deletes their objects. They belong to the host's thread and have no lock.
+namespace sonacore::registry {
+
+extern std::vector<StreamConfiguration*> streamConfigurations;
+extern std::vector<ProcessConfiguration*> processConfigurations;
+extern std::vector<DeviceConfiguration*> deviceConfigurations;
+extern std::vector<BufferConfiguration*> bufferConfigurations;
+extern std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
+extern std::vector<process::ProcessorConfigBase*> waveformConfigurations;
+extern std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
+
+} // namespace sonacore::registry

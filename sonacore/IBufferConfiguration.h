@@ -1,0 +1,34 @@
+#pragma once
+
+#include "sonacore/SonaCoreExport.h"
+
+#include <cstdint>
+#include <string>
+
+namespace sonacore {
+
+// How the audio buffers of a device are sized and when they signal. The only configuration that may change
+// after creation: the signalling amount, and buffers that use it follow a change.
+class SONACORE_EXPORT IBufferConfiguration {
+public:
+    // A new configuration with signalling off (sample amount 0). Owned by the library until
+    // ISonaCore::destroy().
+    static IBufferConfiguration* createInstance(std::string name, unsigned long bufferSize);
+    // A new configuration that signals every clockSignalingSampleAmount written samples.
+    static IBufferConfiguration* createInstance(std::string name, unsigned long bufferSize,
+                                                unsigned long clockSignalingSampleAmount);
+
+    virtual ~IBufferConfiguration();
+
+    // Capacity of one audio buffer, in float samples.
+    virtual std::uint64_t getBufferSize() const = 0;
+    // How many written samples make one signal; 0 means signalling is off.
+    virtual std::uint64_t getClockSignalingSampleAmount() const = 0;
+    // Changes the amount. The same value again is ignored; a new one is announced to the buffers.
+    virtual void setClockSignalingSampleAmount(std::uint64_t amount) = 0;
+    // True when the amount is not 0.
+    virtual bool isClockSignalingActive() const = 0;
+    virtual std::string toString() const = 0;
+};
+
+} // namespace sonacore

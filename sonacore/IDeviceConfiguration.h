@@ -1,0 +1,32 @@
+#pragma once
+
+#include "sonacore/IBufferConfiguration.h"
+#include "sonacore/SonaCoreExport.h"
+
+#include <cstdint>
+#include <string>
+
+namespace sonacore {
+
+// The format of a streaming device's frames.
+class SONACORE_EXPORT IDeviceConfiguration {
+public:
+    // A new configuration that refers to bufferConfiguration (not a copy). Throws std::bad_cast when
+    // bufferConfiguration was not made by this library. Owned by the library until ISonaCore::destroy().
+    static IDeviceConfiguration* createInstance(std::string name, IBufferConfiguration& bufferConfiguration,
+                                                unsigned long sampleSize, unsigned long channelAmount,
+                                                unsigned long samplesPerChannel);
+
+    virtual ~IDeviceConfiguration();
+
+    virtual std::string getName() const = 0;
+    // Bytes per sample in the frame.
+    virtual std::uint64_t getSampleSize() const = 0;
+    // Audio channels the device sends.
+    virtual std::uint64_t getChannelAmount() const = 0;
+    // Samples of one channel in one frame.
+    virtual std::uint64_t getSamplesPerChannel() const = 0;
+    virtual std::string toString() const = 0;
+};
+
+} // namespace sonacore

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "sonacore/IChannelData.h"
+#include "sonacore/SonaCoreExport.h"
+
+#include <functional>
+#include <string>
+
+namespace sonacore {
+
+// Where one processor's results reach the host.
+class SONACORE_EXPORT IMeteringDataSource {
+public:
+    virtual ~IMeteringDataSource();
+
+    // Binds the host's function; it runs on the thread that added the processor, inside that thread's Qt
+    // event loop. Only the first function bound stays: a second call returns true and changes nothing.
+    virtual bool bindChannelCallback(std::function<void(IChannelData&)> callback) = 0;
+    virtual std::string toString() const = 0;
+};
+
+} // namespace sonacore

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "sonacore/INetworkDeviceInfo.h"
+#include "sonacore/SonaCoreExport.h"
+
+#include <cstdint>
+#include <string>
+
+namespace sonacore {
+
+// The machine's capture adapters, numbered from 1 in libpcap's order at the time of the latest scan. Use it
+// from the host's thread; it has no lock.
+class SONACORE_EXPORT INetworkDeviceManager {
+public:
+    // The library's one device manager; the same object on every call. It has scanned once at load.
+    static INetworkDeviceManager* createInstance();
+
+    virtual ~INetworkDeviceManager();
+
+    virtual std::string toString() const = 0;
+    // Replaces the list. False when libpcap could not list the adapters; the list is then empty.
+    // References returned earlier by getDeviceInfo do not survive a scan.
+    virtual bool scanDevices() = 0;
+    virtual std::uint64_t getDeviceCount() const = 0;
+    // The adapter with this number, from 1. Throws exceptions::ResourceNotAvailable for 0 and for any
+    // number above getDeviceCount().
+    virtual INetworkDeviceInfo& getDeviceInfo(std::uint64_t number) = 0;
+};
+
+} // namespace sonacore

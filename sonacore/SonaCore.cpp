@@ -1,0 +1,149 @@
+#include "sonacore/SonaCore.h"
+
+#include "exceptions/SonaCoreException.h"
+#include "pcapplus/PcapDeviceManager.h"
+#include "sonacore/ChannelAmountChanged.h"
+#include "sonacore/ConfigurationRegistry.h"
+#include "sonacore/Log.h"
+#include "version/VersionInfo.h"
+
+#include <QMetaType>
+
+#include <cstddef>
+#include <utility>
+
+// The library's static state, in the order it is built at load. Defined in one unit so that the order is
+// fixed; the core is built last and ends first.
+namespace {
+version::VersionInfo versionInfo;
+pcapplus::PcapDeviceManager deviceManager;
+} // namespace
+
+namespace sonacore::registry {
+std::vector<StreamConfiguration*> streamConfigurations;
+std::vector<ProcessConfiguration*> processConfigurations;
+std::vector<DeviceConfiguration*> deviceConfigurations;
+std::vector<BufferConfiguration*> bufferConfigurations;
+std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
+std::vector<process::ProcessorConfigBase*> waveformConfigurations;
+std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
+} // namespace sonacore::registry
+
+namespace {
+sonacore::SonaCore core;
+
+// The entries are nulled, not erased: the registries keep their size, and a second call deletes nothing.
+template <typename T>
+void deleteAll(std::vector<T*>& objects) {
+    for (T*& object : objects) {
+        if (object != nullptr) {
+            delete object;
+            object = nullptr;
+        }
+    }
+}
+} // namespace
+
+ISonaCore::~ISonaCore() = default;
+
+ISonaCore* ISonaCore::createInstance() {
+    return &core;
+}
+
+sonacore::IVersionInfo* ISonaCore::getVersion() {
+    return &versionInfo;
+}
+
+void ISonaCore::destroy() {
+    core.destroy();
+}
+
+sonacore::INetworkDeviceManager* sonacore::INetworkDeviceManager::createInstance() {
+    return &deviceManager;
+}
+
+namespace sonacore {
+
+SonaCore::SonaCore() : QObject(nullptr) {
+    registerMetaTypes();
+}
+
+SonaCore::~SonaCore() {
+    log::debug("~SonaCore", "Destructor called!");
+    for (auto& [uniqueId, source] : meteringDataSources) {
+        delete source;
+        source = nullptr;
+    }
+    log::debug("~SonaCore", "Metering data sources cleared!");
+}
+
+void SonaCore::registerMetaTypes() {
+    qRegisterMetaType<std::size_t>("std::size_t");
+    qRegisterMetaType<std::string>("std::string");
+    qRegisterMetaType<std::shared_ptr<BaseMessage>>("std::shared_ptr<sonacore::BaseMessage>");
+    // The name lacks its closing angle bracket; signals are declared against exactly this name.
+    qRegisterMetaType<std::shared_ptr<ChannelAmountChanged>>("std::shared_ptr<sonacore::ChannelAmountChanged");
+}
+
+ihandles::INetworkReceiverHandle* SonaCore::addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) {
+    static_cast<void>(dynamic_cast<StreamConfiguration&>(streamConfiguration));
+    log::raise<exceptions::InstanceNotCreateable>("addRemoteStreamReceiver",
+                                                  "Stream reception is not available in this build");
+}
+
+ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& processConfiguration) {
+    static_cast<void>(dynamic_cast<ProcessConfiguration&>(processConfiguration));
+    log::raise<exceptions::InstanceNotCreateable>("addProcessor", "Processing is not available in this build");
+}
+
+void SonaCore::removeProcessor(ihandles::IProcessorHandle& processorHandle) {
+    log::raise<exceptions::ResourceNotAvailable>(
+        "removeProcessor", "No processor is available for processor handle unique ID: " +
+                               processorHandle.getUniqueId());
+}
+
+IMeteringDataSource* SonaCore::getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) {
+    const std::string uniqueId = processorHandle.getUniqueId();
+    const auto found = meteringDataSources.find(uniqueId);
+    if (found == meteringDataSources.end()) {
+        log::raise<exceptions::ResourceNotAvailable>(
+            "getMeteringDataSource",
+            "The requested MeteringDataSource is not available for processor handle unique ID: " + uniqueId);
+    }
+    return found->second;
+}
+
+void SonaCore::setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) {
+    // Swapping releases the previous receiver when the argument goes out of scope.
+    std::swap(messageReceiver, receiver);
+    log::debug("setMessageReceiver", "Successfully registered the main application message receiver");
+}
+
+void SonaCore::relayMessage(std::shared_ptr<BaseMessage> message) {
+    if (!messageReceiver) {
+        return;
+    }
+    messageReceiver(std::move(message));
+}
+
+void SonaCore::destroy() {
+    log::debug("destroy", "SonaCore data will be deleted!");
+    // Each kind goes before the kinds it refers to: stream before device, process before processor
+    // configurations, device before buffer.
+    log::debug("destroy", "Deleting stream configurations...");
+    deleteAll(registry::streamConfigurations);
+    log::debug("destroy", "Deleting processor configurations...");
+    deleteAll(registry::processConfigurations);
+    log::debug("destroy", "Deleting device configurations...");
+    deleteAll(registry::deviceConfigurations);
+    log::debug("destroy", "Deleting spectrum processor configurations...");
+    deleteAll(registry::spectrumConfigurations);
+    log::debug("destroy", "Deleting waveform processor configurations...");
+    deleteAll(registry::waveformConfigurations);
+    log::debug("destroy", "Deleting sound level value processor configurations...");
+    deleteAll(registry::soundLevelValueConfigurations);
+    log::debug("destroy", "Deleting buffer configurations...");
+    deleteAll(registry::bufferConfigurations);
+}
+
+} // namespace sonacore

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "sonacore/BaseMessage.h"
+#include "sonacore/ISonaCore.h"
+
+#include <QObject>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace sonacore {
+
+// The only implementation of ISonaCore, and the one place where the streaming side and the processing side
+// meet. One static object of it exists from load on. It lives on the thread that loaded the library, and its
+// operations must be called from there: the map and the receiver have no lock.
+class SonaCore : public QObject, public ISonaCore {
+public:
+    SonaCore();
+    ~SonaCore() override;
+
+    ihandles::INetworkReceiverHandle* addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) override;
+    ihandles::IProcessorHandle* addProcessor(IProcessConfiguration& processConfiguration) override;
+    void removeProcessor(ihandles::IProcessorHandle& processorHandle) override;
+    IMeteringDataSource* getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) override;
+    void setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) override;
+
+    // Hands a message to the host's receiver; with no receiver the message is dropped in silence. Reached
+    // through an automatic connection, so a message raised on another thread arrives here queued.
+    void relayMessage(std::shared_ptr<BaseMessage> message);
+
+    // Deletes every configuration object of the registries, each kind before the kinds it refers to.
+    void destroy();
+
+    // Registers the types that cross threads by queued signal, under the names the signals use.
+    static void registerMetaTypes();
+
+private:
+    // Keyed by a processor handle's unique ID; the map owns the sources.
+    std::map<std::string, IMeteringDataSource*> meteringDataSources;
+    std::function<void(std::shared_ptr<imessages::IBaseMessage>)> messageReceiver;
+};
+
+} // namespace sonacore

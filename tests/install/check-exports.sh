@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# Fails when the shared library exports a symbol that is not part of its public interface: the I interfaces,
+# the data objects, the exceptions, the exported factories and the version functions.
+set -euo pipefail
+library=$1
+
+public='^(ISonaCore|StringOverloadBase|operator<<|vq::sonaCoreLib::|exceptions::|sonacore::I[A-Z]|sonacore::(imessages|ihandles|iprocess)::I[A-Z]|sonacore::(DataObjectBase|DeliveryData|BaseMessage|StatusMessage|ChannelAmountChanged|VectorData|ChannelData)::|sonacore::(DataObjectBase|DeliveryData|BaseMessage|StatusMessage|ChannelAmountChanged|VectorData|ChannelData)$)'
+
+symbols=$(nm -DC --defined-only "$library" | awk '$2 != "u" { $1 = ""; $2 = ""; sub(/^  /, ""); print }')
+[ -n "$symbols" ] || { echo "no exported symbols found in $library"; exit 1; }
+
+unexpected=$(printf '%s\n' "$symbols" \
+    | sed -E 's/^(vtable for |typeinfo for |typeinfo name for |VTT for |non-virtual thunk to |virtual thunk to )//' \
+    | grep -v -E "$public" || true)
+primitives=$(printf '%s\n' "$symbols" | grep -E '^ipp' || true)
+
+if [ -n "$unexpected$primitives" ]; then
+    echo "The library exports symbols that are not part of its public interface:"
+    printf '%s\n' "$unexpected" "$primitives" | sed '/^$/d' | head -50
+    exit 1
+fi
+echo "$(printf '%s\n' "$symbols" | wc -l) exported symbols, all public"

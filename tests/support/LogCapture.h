@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace testsupport {
+
+// One line that went through Qt's message handler.
+struct LogLine {
+    QtMsgType level;
+    std::string category;
+    std::string text;
+};
+
+// Captures every log line while it exists, from any thread, and restores the previous handler when it
+// ends. Only one may exist at a time.
+class LogCapture {
+public:
+    LogCapture();
+    ~LogCapture();
+    LogCapture(const LogCapture&) = delete;
+    LogCapture& operator=(const LogCapture&) = delete;
+
+    std::vector<LogLine> lines() const;
+    // The texts of the lines of one level, in order.
+    std::vector<std::string> texts(QtMsgType level) const;
+    // True when a line of this level and category has exactly this text.
+    bool contains(QtMsgType level, const std::string& text, const std::string& category = "default") const;
+    // How many lines of this level have exactly this text.
+    std::size_t count(QtMsgType level, const std::string& text) const;
+    void clear();
+
+private:
+    static void handler(QtMsgType type, const QMessageLogContext& context, const QString& message);
+
+    mutable std::mutex mutex;
+    std::vector<LogLine> captured;
+    QtMessageHandler previous;
+};
+
+} // namespace testsupport

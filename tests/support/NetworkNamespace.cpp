@@ -1,0 +1,89 @@
+#include "NetworkNamespace.h"
+
+#include "ChildProcess.h"
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+namespace testsupport {
+
+namespace {
+
+std::string trimmed(std::string text)
+{
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
+        text.pop_back();
+    }
+    return text;
+}
+
+} // namespace
+
+const char* ipProgram()
+{
+#ifdef SONACORE_IP_PATH
+    return SONACORE_IP_PATH;
+#else
+    return "ip";
+#endif
+}
+
+NetworkNamespace::NetworkNamespace(std::string name) : m_name(std::move(name)) {}
+
+std::unique_ptr<NetworkNamespace> NetworkNamespace::create(const std::string& name, std::string& error)
+{
+    // Names carry the process id, so a leftover can only come from an earlier run that was killed.
+    ChildProcess::run({ipProgram(), "netns", "del", name});
+    const ChildProcess::Result result = ChildProcess::run({ipProgram(), "netns", "add", name});
+    if (result.exitStatus != 0) {
+        error = "'ip netns add " + name + "' failed (exit " + std::to_string(result.exitStatus)
+                + "): " + trimmed(result.output);
+        return nullptr;
+    }
+    return std::unique_ptr<NetworkNamespace>(new NetworkNamespace(name));
+}
+
+NetworkNamespace::~NetworkNamespace()
+{
+    ChildProcess::run({ipProgram(), "netns", "del", m_name});
+}
+
+bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& value, std::string& error) const
+{
+    // The network namespace belongs to a thread, not to the process, so a short-lived thread can enter it
+    // and open the namespace's own /proc/sys/net without touching the rest of the test.
+    std::thread worker([&] {
+        const std::string handlePath = "/run/netns/" + m_name;
+        const int nsFd = ::open(handlePath.c_str(), O_RDONLY | O_CLOEXEC);
+        if (nsFd < 0) {
+            error = "cannot open " + handlePath + ": " + std::strerror(errno);
+            return;
+        }
+        const int entered = ::setns(nsFd, CLONE_NEWNET);
+        const int setnsErrno = errno;
+        ::close(nsFd);
+        if (entered < 0) {
+            error = "cannot enter network namespace " + m_name + ": " + std::strerror(setnsErrno);
+            return;
+        }
+        const std::string file = "/proc/sys/" + path;
+        const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
+        if (fd < 0) {
+            error = "cannot open " + file + " in " + m_name + ": " + std::strerror(errno);
+            return;
+        }
+        if (::write(fd, value.data(), value.size()) != static_cast<ssize_t>(value.size())) {
+            error = "cannot write " + file + " in " + m_name + ": " + std::strerror(errno);
+        }
+        ::close(fd);
+    });
+    worker.join();
+    return error.empty();
+}
+
+} // namespace testsupport
