@@ -34,25 +34,25 @@ std::uint64_t BufferConfiguration::getBufferSize() const {
 }
 
 std::uint64_t BufferConfiguration::getClockSignalingSampleAmount() const {
-    return clockSignalingSampleAmount;
+    return clockSignalingSampleAmount.load(std::memory_order_relaxed);
 }
 
 void BufferConfiguration::setClockSignalingSampleAmount(std::uint64_t amount) {
-    if (amount == clockSignalingSampleAmount) {
+    if (amount == clockSignalingSampleAmount.load()) {
         return;
     }
-    clockSignalingSampleAmount = amount;
+    clockSignalingSampleAmount.store(amount);
     emit configurationChanged(constants::signalingSampleAmountChanged);
 }
 
 bool BufferConfiguration::isClockSignalingActive() const {
-    return clockSignalingSampleAmount != 0;
+    return getClockSignalingSampleAmount() != 0;
 }
 
 std::string BufferConfiguration::toString() const {
     std::string text = DataObjectBase::toString() + "\n\tBuffer size: " + std::to_string(bufferSize);
     if (isClockSignalingActive()) {
-        text += "\n\tClock signaling sample amount: " + std::to_string(clockSignalingSampleAmount);
+        text += "\n\tClock signaling sample amount: " + std::to_string(getClockSignalingSampleAmount());
     } else {
         text += "\n\tBuffer clock signaling deactivated!";
     }

@@ -3,6 +3,7 @@
 #include "sonacore/ConfigurationData.h"
 #include "sonacore/IBufferConfiguration.h"
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -26,7 +27,8 @@ public:
 
 private:
     std::uint64_t bufferSize;
-    std::uint64_t clockSignalingSampleAmount;
+    // Set on the host's thread and read by the capture thread at every written sample.
+    std::atomic<std::uint64_t> clockSignalingSampleAmount;
 };
 
 } // namespace sonacore

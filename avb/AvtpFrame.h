@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace avb {
+
+// The layout of an IEEE 1722 AAF frame as this system reads it: offsets from the first byte of the Ethernet
+// header (no VLAN tag), multi-byte fields big-endian.
+namespace avtp {
+
+constexpr std::uint32_t destinationMacOffset = 0;
+constexpr std::uint32_t sourceMacOffset = 6;
+constexpr std::uint32_t macSize = 6;
+constexpr std::uint32_t etherTypeOffset = 12;
+constexpr std::uint32_t subtypeOffset = 14;
+constexpr std::uint32_t sequenceNumberOffset = 16;
+constexpr std::uint32_t streamIdOffset = 18;
+constexpr std::uint32_t streamIdSize = 8;
+constexpr std::uint32_t timestampOffset = 26;
+constexpr std::uint32_t timestampSize = 4;
+constexpr std::uint32_t channelsPerFrameOffset = 32;
+constexpr std::uint32_t streamDataLengthOffset = 34;
+constexpr std::uint32_t payloadOffset = 38;
+
+// The AVTP subtype of the AAF audio format, the only one accepted.
+constexpr std::uint8_t aafSubtype = 2;
+
+} // namespace avtp
+
+// A bounds-checked view of one captured frame. Every read states what it needs; a frame too short for it
+// yields the caller's fallback instead of a read past its end. Valid only while the frame is.
+class AvtpFrameReader {
+public:
+    AvtpFrameReader(const std::uint8_t* data, std::uint32_t length) : data(data), length(data ? length : 0) {}
+
+    // True when `size` bytes from `offset` lie inside the frame.
+    bool holds(std::uint64_t offset, std::uint64_t size) const {
+        return data != nullptr && offset <= length && size <= length - offset;
+    }
+    std::uint8_t byteAt(std::uint32_t offset, std::uint8_t fallback = 0) const {
+        return holds(offset, 1) ? data[offset] : fallback;
+    }
+    std::uint16_t bigEndian16At(std::uint32_t offset, std::uint16_t fallback = 0) const {
+        return holds(offset, 2) ? static_cast<std::uint16_t>((data[offset] << 8) | data[offset + 1]) : fallback;
+    }
+    // The bytes from `offset`, or null when `size` of them are not all inside the frame.
+    const std::uint8_t* bytesAt(std::uint64_t offset, std::uint64_t size) const {
+        return holds(offset, size) ? data + offset : nullptr;
+    }
+    std::uint32_t getLength() const { return length; }
+
+private:
+    const std::uint8_t* data;
+    std::uint32_t length;
+};
+
+} // namespace avb

@@ -1,0 +1,198 @@
+#include "avb/AvbAudioBuffer.h"
+#include "support/EventLoop.h"
+#include "support/LogCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <QThread>
+
+#include <atomic>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Samples = std::vector<float>;
+
+Samples range(float first, float last) {
+    Samples values;
+    for (float value = first; value <= last; value += 1.0f) {
+        values.push_back(value);
+    }
+    return values;
+}
+
+
+} // namespace
+
+TEST(AvbAudioBuffer, NewRingHoldsZerosAndLogsItsCreation) {
+    testsupport::LogCapture capture;
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("00a0c9112233_Ch0", &configuration);
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "AvbAudioBuffer \"00a0c9112233_Ch0\" Initialized"));
+    EXPECT_EQ(buffer.getWritePosition(), 0U);
+    EXPECT_EQ(buffer.fetchSamples(3), (Samples{0, 0, 0}));
+    EXPECT_EQ(buffer.getBufferConfiguration(), &configuration);
+}
+
+TEST(AvbAudioBuffer, DestructorLogsCleared) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    testsupport::LogCapture capture;
+    { avb::AvbAudioBuffer buffer("dev_Ch1", &configuration); }
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "~AvbAudioBuffer \"dev_Ch1\" CLEARED"));
+}
+
+TEST(AvbAudioBuffer, RingOfEightAfterTenWritesHoldsNewestInTimeOrder) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    buffer.writeSamples(range(1, 10));
+    EXPECT_EQ(buffer.getWritePosition(), 2U);
+    EXPECT_EQ(buffer.fetchSamples(8, 8), (Samples{9, 10, 3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(buffer.fetchSamples(4), (Samples{7, 8, 9, 10}));
+    EXPECT_TRUE(buffer.hasFetchWrapped());
+}
+
+TEST(AvbAudioBuffer, FullRingReadsAsPositionEqualToSizeAndNextWriteGoesToStart) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    buffer.writeSamples(range(1, 8));
+    EXPECT_EQ(buffer.getWritePosition(), 8U);
+    EXPECT_EQ(buffer.fetchSamples(8), range(1, 8));
+    EXPECT_FALSE(buffer.hasFetchWrapped());
+    const float next = 9;
+    buffer.writeSample(&next);
+    EXPECT_EQ(buffer.getWritePosition(), 1U);
+    EXPECT_EQ(buffer.fetchSamples(8, 8), (Samples{9, 2, 3, 4, 5, 6, 7, 8}));
+}
+
+TEST(AvbAudioBuffer, FetchBeforeFillTakesZerosFromTheEndOfTheRing) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    buffer.writeSamples({5, 6});
+    EXPECT_EQ(buffer.fetchSamples(4), (Samples{0, 0, 5, 6}));
+    EXPECT_TRUE(buffer.hasFetchWrapped());
+}
+
+TEST(AvbAudioBuffer, OversizeRequestWarnsAndReturnsTheWholeRing) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    buffer.writeSamples(range(1, 8));
+    testsupport::LogCapture capture;
+    EXPECT_EQ(buffer.fetchSamples(9), range(1, 8));
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"fetchSamples \"dev_Ch0\" More samples requested than available by the "
+                                       "buffer.  Only maximum available amount will be returned:  8  instead of  9"});
+}
+
+TEST(AvbAudioBuffer, FetchOfZeroReturnsAnEmptyVector) {
+    sonacore::BufferConfiguration configuration("buf", 8);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    buffer.writeSamples(range(1, 3));
+    EXPECT_TRUE(buffer.fetchSamples(0).empty());
+}
+
+TEST(AvbAudioBuffer, SignalsEveryAmountAndSignaledFetchEndsAtTheSignal) {
+    sonacore::BufferConfiguration configuration("buf", 16, 4);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    std::vector<std::string> names;
+    std::vector<std::size_t> amounts;
+    std::vector<std::uint64_t> positions;
+    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+                     [&](const std::string& name, std::size_t amount) {
+                         names.push_back(name);
+                         amounts.push_back(amount);
+                     },
+                     Qt::DirectConnection);
+    for (const float value : range(1, 9)) {
+        buffer.writeSample(&value);
+        positions.push_back(names.size());
+    }
+    EXPECT_EQ(names, (std::vector<std::string>{"dev_Ch0", "dev_Ch0"}));
+    EXPECT_EQ(amounts, (std::vector<std::size_t>{4, 4}));
+    // The signalCount came with the 4th and the 8th sample.
+    EXPECT_EQ(positions, (std::vector<std::uint64_t>{0, 0, 0, 1, 1, 1, 1, 2, 2}));
+    EXPECT_EQ(buffer.fetchSignaledSamples(4), (Samples{5, 6, 7, 8}));
+    EXPECT_EQ(buffer.fetchSamples(4), (Samples{6, 7, 8, 9}));
+}
+
+TEST(AvbAudioBuffer, ChangingTheAmountRestartsTheCount) {
+    sonacore::BufferConfiguration configuration("buf", 16, 4);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    int signalCount = 0;
+    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+                     [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
+    buffer.writeSamples({1, 2});
+    testsupport::LogCapture capture;
+    configuration.setClockSignalingSampleAmount(3);
+    EXPECT_TRUE(capture.contains(QtDebugMsg,
+                                 "sampleAmountConfigChanged \"dev_Ch0\" Signaling sample amount changed to:  3  samples"));
+    buffer.writeSamples({3, 4});
+    EXPECT_EQ(signalCount, 0);
+    buffer.writeSamples({5});
+    EXPECT_EQ(signalCount, 1);
+    EXPECT_EQ(buffer.fetchSignaledSamples(3), (Samples{3, 4, 5}));
+}
+
+TEST(AvbAudioBuffer, AmountZeroSignalsNothingAndLogsDeactivation) {
+    sonacore::BufferConfiguration configuration("buf", 8, 2);
+    avb::AvbAudioBuffer buffer("dev_Ch3", &configuration);
+    int signalCount = 0;
+    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+                     [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
+    testsupport::LogCapture capture;
+    configuration.setClockSignalingSampleAmount(0);
+    EXPECT_TRUE(capture.contains(
+        QtDebugMsg, "sampleAmountConfigChanged \"dev_Ch3\" Signaling sample amount deactivated (external clock OFF)"));
+    buffer.writeSamples(range(1, 40));
+    EXPECT_EQ(signalCount, 0);
+}
+
+TEST(AvbAudioBuffer, OtherNoticesAreIgnored) {
+    sonacore::BufferConfiguration configuration("buf", 8, 2);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    testsupport::LogCapture capture;
+    emit configuration.configurationChanged("ClockRefreshRateChanged");
+    EXPECT_TRUE(capture.lines().empty());
+}
+
+TEST(AvbAudioBuffer, QueuedReceiverOnAnotherThreadMayFetchInsideItsSlot) {
+    sonacore::BufferConfiguration configuration("buf", 64, 8);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    std::vector<Samples> fetched;
+    QObject receiver;
+    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &receiver,
+                     [&](const std::string&, std::size_t amount) { fetched.push_back(buffer.fetchSignaledSamples(amount)); },
+                     Qt::QueuedConnection);
+    std::thread writer([&] { buffer.writeSamples(range(1, 16)); });
+    writer.join();
+    ASSERT_TRUE(testsupport::spinUntil([&] { return fetched.size() == 2; }));
+    // Both deliveries read after the writer ended, so each sees the latest signal.
+    EXPECT_EQ(fetched[1], range(9, 16));
+}
+
+TEST(AvbAudioBuffer, ConcurrentWriterAndReadersSeeConsistentOrderedWindows) {
+    sonacore::BufferConfiguration configuration("buf", 1024);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (int value = 1; value <= 200000; ++value) {
+            const float sample = static_cast<float>(value);
+            buffer.writeSample(&sample);
+        }
+        done = true;
+    });
+    int windows = 0;
+    while (!done) {
+        const Samples window = buffer.fetchSamples(64);
+        // A window is always a run of consecutive values (or the zeros in front of the first write).
+        for (std::size_t index = 1; index < window.size(); ++index) {
+            if (window[index - 1] != 0.0f) {
+                ASSERT_EQ(window[index], window[index - 1] + 1.0f);
+            }
+        }
+        ++windows;
+    }
+    writer.join();
+    EXPECT_GT(windows, 0);
+}
