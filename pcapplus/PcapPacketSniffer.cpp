@@ -1,0 +1,202 @@
+#include "pcapplus/PcapPacketSniffer.h"
+
+#include "sonacore/Log.h"
+#include "sonacore/SonaCoreConstants.h"
+#include "sonacore/StatusMessage.h"
+
+#include <QThreadPool>
+
+#include <exception>
+#include <shared_mutex>
+
+namespace pcapplus {
+namespace {
+
+// The class-wide callback. Frames take it shared for the length of their call; replacing it takes it
+// exclusively, so a receiver that is replaced (or whose sniffer ends) is never called afterwards.
+std::shared_mutex callbackMutex;
+PacketCallback packetCallback = &PcapPacketSniffer::dummyPacketHandler;
+
+void replaceCallback(PacketCallback callback) {
+    std::unique_lock<std::shared_mutex> lock(callbackMutex);
+    packetCallback = std::move(callback);
+}
+
+} // namespace
+
+PcapPacketSniffer::PcapPacketSniffer(const PcapDeviceInfo& info, int snapLength, int promiscuous, int timeoutMs,
+                                     QObject* parent)
+    : QObject(parent), name("PcapPacketSniffer (eth" + std::to_string(info.getDeviceNumber()) + ")"),
+      deviceInfo(info) {
+    configure(info, snapLength, promiscuous, timeoutMs);
+}
+
+PcapPacketSniffer::~PcapPacketSniffer() {
+    replaceCallback(&PcapPacketSniffer::dummyPacketHandler);
+    stop();
+    waitForLoops();
+    if (configured) {
+        sonacore::log::debug("~PcapPacketSniffer", sonacore::log::name(name), "Release PCAP and free memory");
+        pcap_close(pcapHandle);
+        pcapHandle = nullptr;
+    }
+}
+
+void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, int promiscuous, int timeoutMs) {
+    if (!info.isValid()) {
+        configured = false;
+        sonacore::log::debug("configure", sonacore::log::name(name),
+                             "Passed device info object is invalid! Cannot configure device", " number: ",
+                             info.getDeviceNumber());
+        return;
+    }
+    deviceInfo = PcapDeviceInfo(info.getDeviceNumber(), info.getDeviceName(), info.getDeviceDescription());
+
+    char errorBuffer[PCAP_ERRBUF_SIZE] = {};
+    pcap_t* handle =
+        pcap_open_live(deviceInfo.getDeviceName().c_str(), snapLength, promiscuous, timeoutMs, errorBuffer);
+    std::string text;
+    if (handle != nullptr) {
+        // A second configure of an open sniffer replaces its handle, once no loop can use the old one.
+        if (pcapHandle != nullptr) {
+            if (listening.load()) {
+                stop();
+            }
+            waitForLoops();
+            pcap_close(pcapHandle);
+        }
+        pcapHandle = handle;
+        text = "Successfully configured adapter number " + std::to_string(deviceInfo.getDeviceNumber());
+        configured = true;
+    } else {
+        text = "Unable to open the adapter number " + std::to_string(deviceInfo.getDeviceNumber()) +
+               ". Error message: " + errorBuffer;
+        configured = pcapHandle != nullptr;
+    }
+    sonacore::log::debug("configure", sonacore::log::name(name), text);
+    emitStatus(text);
+}
+
+bool PcapPacketSniffer::isConfigured() {
+    if (!configured) {
+        const std::string text = "Sniffer not configured properly! Please set a valid configuration!";
+        sonacore::log::warning("isConfigured", sonacore::log::name(name), text);
+        emitStatus(text);
+    }
+    return configured;
+}
+
+bool PcapPacketSniffer::setFilter(const std::string& expression, int optimize, bpf_u_int32 netmask) {
+    if (!isConfigured()) {
+        return false;
+    }
+    std::string text = "Filter '" + expression + "'";
+    // A failed compile leaves the program empty, which pcap_setfilter then refuses with its own error text.
+    bpf_program program{};
+    if (pcap_compile(pcapHandle, &program, expression.c_str(), optimize, netmask) != 0) {
+        text += ": Unable to compile! Check the syntax";
+        filterActive = false;
+    }
+    // Set also after a failed compile, in this order, so that the handle's own error text is reported.
+    if (pcap_setfilter(pcapHandle, &program) == 0) {
+        filterActive = true;
+        text += " enabled";
+        filterExpression = expression;
+    } else {
+        text += std::string(": cannot be set! Error message: ") + pcap_geterr(pcapHandle);
+        filterActive = false;
+    }
+    // libpcap keeps its own copy of a program it has set.
+    pcap_freecode(&program);
+    sonacore::log::debug("setFilter", sonacore::log::name(name), text);
+    emitStatus(text);
+    return filterActive;
+}
+
+void PcapPacketSniffer::registerPacketReceiver(PcapPacketReceiverBase& receiver) {
+    replaceCallback(receiver.getCallbackConnector());
+    receiver.bindReceiver(deviceInfo.getDeviceNumber());
+    receiverName = receiver.getReceiverName();
+    const std::string text = "Registered: " + receiverName;
+    sonacore::log::debug("registerPacketReceiver", sonacore::log::name(name), text);
+    emitStatus(text);
+}
+
+void PcapPacketSniffer::start() {
+    if (listening.load() || !isConfigured()) {
+        const std::string text = "Sniffer already listening, cannot be started!";
+        sonacore::log::warning("start", sonacore::log::name(name), text);
+        emitStatus(text);
+        return;
+    }
+    sonacore::log::debug("start", sonacore::log::name(name), "Start listening");
+
+    {
+        std::lock_guard<std::mutex> lock(loopState->mutex);
+        ++loopState->pending;
+    }
+    eventLoop = new RunPcapEventLoop(name, pcapHandle, loopState, &PcapPacketSniffer::pcapCallback);
+    eventLoop->setAutoDelete(true);
+    // Each listening sniffer holds one pool thread for as long as it listens. The pool grows rather than
+    // queue a capture loop behind others, which would leave frames unread and a later close waiting.
+    QThreadPool* pool = QThreadPool::globalInstance();
+    if (!pool->tryStart(eventLoop)) {
+        pool->setMaxThreadCount(pool->maxThreadCount() + 1);
+        pool->start(eventLoop, 0);
+    }
+
+    emitStatus("Start listening");
+    listening.store(true);
+}
+
+void PcapPacketSniffer::stop() {
+    if (!listening.load()) {
+        const std::string text = "Sniffer not listening, cannot be stopped!";
+        sonacore::log::warning("stop", sonacore::log::name(name), text);
+        emitStatus(text);
+        return;
+    }
+    listening.store(false);
+    pcap_breakloop(pcapHandle);
+    sonacore::log::debug("stop", sonacore::log::name(name), "Stop listening");
+    emitStatus("Stop listening");
+}
+
+std::string PcapPacketSniffer::toString() const {
+    if (!configured) {
+        return name + "\nNicSniffer initialized but not configured properly!";
+    }
+    return name + " configured on device: " + std::to_string(deviceInfo.getDeviceNumber()) +
+           "\nBound to packet receiver: " + receiverName + "\nFilter set: " + filterExpression +
+           "\nRunning: " + (listening.load() ? "1" : "0") + "\nAdapter details:\n\t" + deviceInfo.toString();
+}
+
+void PcapPacketSniffer::pcapCallback(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
+    static_cast<void>(user);
+    try {
+        std::shared_lock<std::shared_mutex> lock(callbackMutex);
+        packetCallback(nullptr, header, frame);
+    } catch (const std::exception& error) {
+        sonacore::log::warning("pcapCallback", "Frame handling failed: ", error.what());
+    } catch (...) {
+        sonacore::log::warning("pcapCallback", "Frame handling failed");
+    }
+}
+
+void PcapPacketSniffer::dummyPacketHandler(unsigned char*, const pcap_pkthdr*, const unsigned char*) {
+    sonacore::log::warning("dummyPacketHandler", "Pcap++ callback not bound! Please call method 'registerCallback'",
+                           "to bind a valid receiver!");
+}
+
+void PcapPacketSniffer::waitForLoops() {
+    // A handle may be closed only after every loop that may use it has returned.
+    std::unique_lock<std::mutex> lock(loopState->mutex);
+    loopState->changed.wait(lock, [this] { return loopState->pending == 0; });
+}
+
+void PcapPacketSniffer::emitStatus(const std::string& text) {
+    emit message(std::make_shared<sonacore::StatusMessage>(name, sonacore::constants::messageTypeInformation,
+                                                           "PcapPacketSniffer", text));
+}
+
+} // namespace pcapplus
