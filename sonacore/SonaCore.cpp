@@ -80,6 +80,7 @@ SonaCore::~SonaCore() {
 void SonaCore::registerMetaTypes() {
     qRegisterMetaType<std::size_t>("std::size_t");
     qRegisterMetaType<std::string>("std::string");
+    qRegisterMetaType<ChannelData>("sonacore::ChannelData");
     qRegisterMetaType<std::shared_ptr<BaseMessage>>("std::shared_ptr<sonacore::BaseMessage>");
     // The name lacks its closing angle bracket; signals are declared against exactly this name.
     qRegisterMetaType<std::shared_ptr<ChannelAmountChanged>>("std::shared_ptr<sonacore::ChannelAmountChanged");

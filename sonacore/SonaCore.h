@@ -2,6 +2,7 @@
 
 #include "sonacore/BaseMessage.h"
 #include "sonacore/ISonaCore.h"
+#include "sonacore/MeteringDataSource.h"
 
 #include <QObject>
 
@@ -38,7 +39,7 @@ public:
 
 private:
     // Keyed by a processor handle's unique ID; the map owns the sources.
-    std::map<std::string, IMeteringDataSource*> meteringDataSources;
+    std::map<std::string, MeteringDataSource*> meteringDataSources;
     std::function<void(std::shared_ptr<imessages::IBaseMessage>)> messageReceiver;
 };
 

@@ -65,6 +65,7 @@ TEST(SonaCore, DeviceManagerFactoryYieldsTheSameObject) {
 TEST(SonaCore, RegistersQueuedTypesUnderTheirExactNames) {
     EXPECT_EQ(QMetaType::type("std::size_t"), QMetaType::type("unsigned long"));
     EXPECT_NE(QMetaType::type("std::string"), QMetaType::UnknownType);
+    EXPECT_NE(QMetaType::type("sonacore::ChannelData"), QMetaType::UnknownType);
     EXPECT_NE(QMetaType::type("std::shared_ptr<sonacore::BaseMessage>"), QMetaType::UnknownType);
     EXPECT_NE(QMetaType::type("std::shared_ptr<sonacore::ChannelAmountChanged"), QMetaType::UnknownType);
 }
