@@ -1,4 +1,4 @@
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <cerrno>
 #include <csignal>
@@ -18,32 +18,26 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-int remainingMs(Clock::time_point deadline)
-{
+int remainingMs(Clock::time_point deadline) {
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     return left < 0 ? 0 : static_cast<int>(left);
 }
 
 } // namespace
 
-ChildProcess::~ChildProcess()
-{
+ChildProcess::~ChildProcess() {
     terminate();
     closePipe();
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : m_pid(other.m_pid)
-    , m_outputFd(other.m_outputFd)
-    , m_exitStatus(other.m_exitStatus)
-    , m_output(std::move(other.m_output))
-{
+    : m_pid(other.m_pid), m_outputFd(other.m_outputFd), m_exitStatus(other.m_exitStatus),
+      m_output(std::move(other.m_output)) {
     other.m_pid = -1;
     other.m_outputFd = -1;
 }
 
-ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept
-{
+ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
     if (this != &other) {
         terminate();
         closePipe();
@@ -57,8 +51,7 @@ ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept
     return *this;
 }
 
-bool ChildProcess::start(const std::vector<std::string>& arguments, std::string& error)
-{
+bool ChildProcess::start(const std::vector<std::string>& arguments, std::string& error) {
     if (running()) {
         error = "the child process is already running";
         return false;
@@ -118,8 +111,7 @@ bool ChildProcess::start(const std::vector<std::string>& arguments, std::string&
     return true;
 }
 
-void ChildProcess::readAvailable(int timeoutMs)
-{
+void ChildProcess::readAvailable(int timeoutMs) {
     if (m_outputFd < 0) {
         return;
     }
@@ -137,8 +129,7 @@ void ChildProcess::readAvailable(int timeoutMs)
     }
 }
 
-bool ChildProcess::reap(bool block)
-{
+bool ChildProcess::reap(bool block) {
     if (m_pid <= 0) {
         return true;
     }
@@ -164,8 +155,7 @@ bool ChildProcess::reap(bool block)
     return true;
 }
 
-bool ChildProcess::waitFor(std::chrono::milliseconds timeout)
-{
+bool ChildProcess::waitFor(std::chrono::milliseconds timeout) {
     const Clock::time_point deadline = Clock::now() + timeout;
     while (running()) {
         if (reap(false)) {
@@ -185,8 +175,7 @@ bool ChildProcess::waitFor(std::chrono::milliseconds timeout)
     return true;
 }
 
-void ChildProcess::terminate(std::chrono::milliseconds grace)
-{
+void ChildProcess::terminate(std::chrono::milliseconds grace) {
     if (!running()) {
         return;
     }
@@ -197,16 +186,15 @@ void ChildProcess::terminate(std::chrono::milliseconds grace)
     }
 }
 
-void ChildProcess::closePipe()
-{
+void ChildProcess::closePipe() {
     if (m_outputFd >= 0) {
         ::close(m_outputFd);
         m_outputFd = -1;
     }
 }
 
-ChildProcess::Result ChildProcess::run(const std::vector<std::string>& arguments, std::chrono::milliseconds timeout)
-{
+ChildProcess::Result ChildProcess::run(const std::vector<std::string>& arguments,
+                                       std::chrono::milliseconds timeout) {
     Result result;
     ChildProcess child;
     std::string error;

@@ -1,11 +1,16 @@
-#include "NetworkNamespace.h"
+#include "support/NetworkNamespace.h"
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <thread>
+#include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sched.h>
 #include <unistd.h>
@@ -14,8 +19,7 @@ namespace testsupport {
 
 namespace {
 
-std::string trimmed(std::string text)
-{
+std::string trimmed(std::string text) {
     while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
         text.pop_back();
     }
@@ -24,8 +28,7 @@ std::string trimmed(std::string text)
 
 } // namespace
 
-const char* ipProgram()
-{
+const char* ipProgram() {
 #ifdef SONACORE_IP_PATH
     return SONACORE_IP_PATH;
 #else
@@ -35,26 +38,56 @@ const char* ipProgram()
 
 NetworkNamespace::NetworkNamespace(std::string name) : m_name(std::move(name)) {}
 
-std::unique_ptr<NetworkNamespace> NetworkNamespace::create(const std::string& name, std::string& error)
-{
+std::unique_ptr<NetworkNamespace> NetworkNamespace::create(const std::string& name, std::string& error) {
     // Names carry the process id, so a leftover can only come from an earlier run that was killed.
     ChildProcess::run({ipProgram(), "netns", "del", name});
     const ChildProcess::Result result = ChildProcess::run({ipProgram(), "netns", "add", name});
     if (result.exitStatus != 0) {
-        error = "'ip netns add " + name + "' failed (exit " + std::to_string(result.exitStatus)
-                + "): " + trimmed(result.output);
+        error = "'ip netns add " + name + "' failed (exit " + std::to_string(result.exitStatus) +
+                "): " + trimmed(result.output);
         return nullptr;
     }
     return std::unique_ptr<NetworkNamespace>(new NetworkNamespace(name));
 }
 
-NetworkNamespace::~NetworkNamespace()
-{
+void NetworkNamespace::removeOrphans(const std::string& prefix) {
+    DIR* directory = ::opendir("/run/netns");
+    if (directory == nullptr) {
+        return;
+    }
+    std::vector<std::string> orphans;
+    while (const dirent* entry = ::readdir(directory)) {
+        const std::string name = entry->d_name;
+        if (name.rfind(prefix, 0) != 0) {
+            continue;
+        }
+        char* end = nullptr;
+        const long pid = std::strtol(name.c_str() + prefix.size(), &end, 10);
+        if (pid > 0 && end != name.c_str() + prefix.size() && ::kill(static_cast<pid_t>(pid), 0) < 0 &&
+            errno == ESRCH) {
+            orphans.push_back(name);
+        }
+    }
+    ::closedir(directory);
+    for (const std::string& name : orphans) {
+        // A talker left running would keep the namespace, and so its veth pair, alive after the delete.
+        std::istringstream pids(ChildProcess::run({ipProgram(), "netns", "pids", name}).output);
+        for (long pid = 0; pids >> pid;) {
+            if (pid > 0) {
+                ::kill(static_cast<pid_t>(pid), SIGKILL);
+            }
+        }
+        // Deleting a namespace destroys the veth ends inside it, and with them their peers outside.
+        ChildProcess::run({ipProgram(), "netns", "del", name});
+    }
+}
+
+NetworkNamespace::~NetworkNamespace() {
     ChildProcess::run({ipProgram(), "netns", "del", m_name});
 }
 
-bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& value, std::string& error) const
-{
+bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& value,
+                                   std::string& error) const {
     // The network namespace belongs to a thread, not to the process, so a short-lived thread can enter it
     // and open the namespace's own /proc/sys/net without touching the rest of the test.
     std::thread worker([&] {

@@ -1,6 +1,6 @@
-#include "VethPair.h"
+#include "support/VethPair.h"
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 
 #include <cerrno>
 #include <cstring>
@@ -12,8 +12,7 @@ namespace testsupport {
 
 namespace {
 
-bool runIp(const std::vector<std::string>& arguments, std::string& error)
-{
+bool runIp(const std::vector<std::string>& arguments, std::string& error) {
     std::vector<std::string> command{ipProgram()};
     command.insert(command.end(), arguments.begin(), arguments.end());
     const ChildProcess::Result result = ChildProcess::run(command);
@@ -32,8 +31,7 @@ bool runIp(const std::vector<std::string>& arguments, std::string& error)
     return false;
 }
 
-bool disableIpv6InRoot(const std::string& interface, std::string& error)
-{
+bool disableIpv6InRoot(const std::string& interface, std::string& error) {
     const std::string file = "/proc/sys/net/ipv6/conf/" + interface + "/disable_ipv6";
     const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
     if (fd < 0) {
@@ -51,16 +49,14 @@ bool disableIpv6InRoot(const std::string& interface, std::string& error)
 } // namespace
 
 VethPair::VethPair(std::string rootEnd, std::string namespaceEnd)
-    : m_rootEnd(std::move(rootEnd)), m_namespaceEnd(std::move(namespaceEnd))
-{
-}
+    : m_rootEnd(std::move(rootEnd)), m_namespaceEnd(std::move(namespaceEnd)) {}
 
 std::unique_ptr<VethPair> VethPair::create(const std::string& rootEnd, const std::string& namespaceEnd,
-                                           const NetworkNamespace& ns, std::string& error)
-{
+                                           const NetworkNamespace& ns, std::string& error) {
     // Made with its peer already inside the namespace, so the namespace end never appears in the root
     // namespace where other tests run.
-    if (!runIp({"link", "add", rootEnd, "type", "veth", "peer", "name", namespaceEnd, "netns", ns.name()}, error)) {
+    if (!runIp({"link", "add", rootEnd, "type", "veth", "peer", "name", namespaceEnd, "netns", ns.name()},
+               error)) {
         return nullptr;
     }
     // From here on the destructor cleans up whatever fails next.
@@ -68,20 +64,19 @@ std::unique_ptr<VethPair> VethPair::create(const std::string& rootEnd, const std
 
     // A kernel without IPv6 has nothing to switch off.
     if (::access("/proc/sys/net/ipv6", F_OK) == 0) {
-        if (!disableIpv6InRoot(rootEnd, error)
-            || !ns.writeSysctl("net/ipv6/conf/" + namespaceEnd + "/disable_ipv6", "1", error)) {
+        if (!disableIpv6InRoot(rootEnd, error) ||
+            !ns.writeSysctl("net/ipv6/conf/" + namespaceEnd + "/disable_ipv6", "1", error)) {
             return nullptr;
         }
     }
-    if (!runIp({"link", "set", "dev", rootEnd, "up"}, error)
-        || !runIp({"-n", ns.name(), "link", "set", "dev", namespaceEnd, "up"}, error)) {
+    if (!runIp({"link", "set", "dev", rootEnd, "up"}, error) ||
+        !runIp({"-n", ns.name(), "link", "set", "dev", namespaceEnd, "up"}, error)) {
         return nullptr;
     }
     return pair;
 }
 
-VethPair::~VethPair()
-{
+VethPair::~VethPair() {
     std::string ignored;
     runIp({"link", "del", "dev", m_rootEnd}, ignored);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "NetworkNamespace.h"
+#include "support/NetworkNamespace.h"
 
 #include <memory>
 #include <string>

@@ -1,0 +1,119 @@
+#include "support/ChildProcess.h"
+#include "support/NetnsFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using testsupport::ChildProcess;
+using testsupport::NetnsFixture;
+
+namespace {
+
+ChildProcess::Result runTalker(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{NetnsFixture::talkerPath()};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return ChildProcess::run(command);
+}
+
+TEST(AvtpTalkerCommandLine, HelpPrintsUsageAndSucceeds) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(result.output.rfind("Usage: sonacore-avtp-talker --interface NAME [options]\n", 0), 0u)
+        << result.output;
+}
+
+TEST(AvtpTalkerCommandLine, MissingInterfaceIsABadOption) {
+    const auto result = runTalker({"--count", "1"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: option --interface is required; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, UnknownOptionIsNamed) {
+    const auto result = runTalker({"-i", "lo", "--bogus"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: unknown option '--bogus'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, MissingValueIsNamed) {
+    const auto result = runTalker({"-i", "lo", "--channels"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: option --channels needs a channel count from 1 to 1023; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, OutOfRangeValueIsQuoted) {
+    const auto result = runTalker({"-i", "lo", "--channels=0"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: option --channels needs a channel count from 1 to 1023, "
+                             "not '0'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, MalformedMacAddressIsRefused) {
+    const auto result = runTalker({"-i", "lo", "--source-mac", "00:11:22:33:44"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: option --source-mac needs a MAC address such as "
+                             "00:11:22:33:44:55, not '00:11:22:33:44'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, CountAndDurationExcludeEachOther) {
+    const auto result = runTalker({"-i", "lo", "--count", "5", "--duration", "1"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: options --count and --duration exclude each other; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, SwapNeedsTheFollowingFrameWithinTheCount) {
+    const auto result = runTalker({"-i", "lo", "--swap-at", "4", "--count", "5"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: a swap at frame 4 needs frame 5 within the frame count; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, ChannelSignalBeyondTheStreamsChannelsIsRefused) {
+    const auto result = runTalker({"-i", "lo", "--channels", "2", "--channel-signal", "2=silence"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: option --channel-signal names channel 2 but the stream has at "
+              "most 2 channels; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, InvalidSignalIsExplained) {
+    const auto result = runTalker({"-i", "lo", "--signal", "sine:99999"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: invalid signal 'sine:99999': the frequency must be a number of "
+              "Hz from 0 to 24000; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, MissingWavFileIsNamed) {
+    const auto result = runTalker({"-i", "lo", "--signal", "wav:/nonexistent/file.wav"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: cannot open WAV file '/nonexistent/file.wav'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, UnknownInterfaceIsNamed) {
+    const auto result = runTalker({"-i", "nosuchif0", "--count", "1"});
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: unknown interface 'nosuchif0'.\n");
+}
+
+TEST(AvtpTalkerCommandLine, MissingRightsAreExplained) {
+    std::vector<std::string> command;
+    if (::geteuid() == 0) {
+        // As root, the talker is run as nobody without capabilities, which is how an ordinary user runs it.
+        command = {SONACORE_SETPRIV_PATH, "--reuid=65534",   "--regid=65534",
+                   "--clear-groups",      "--inh-caps=-all", "--bounding-set=-all"};
+    }
+    command.insert(command.end(), {NetnsFixture::talkerPath(), "-i", "lo", "--count", "1"});
+    const auto result = ChildProcess::run(command);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: no permission to open a raw packet socket; run as root "
+                             "or grant CAP_NET_RAW.\n");
+}
+
+} // namespace

@@ -1,0 +1,565 @@
+#include "SignalGenerator.h"
+#include "WavFile.h"
+#include "support/NetnsFixture.h"
+#include "tools/FrameCapture.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using avtptalker::SignalGenerator;
+using testsupport::CapturedFrame;
+using testsupport::ChildProcess;
+using testsupport::FrameCapture;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Offsets from the first byte of the Ethernet header; spelt out here rather than taken from the talker,
+// so that the test checks the talker instead of repeating it.
+constexpr std::size_t kEtherTypeOffset = 12;
+constexpr std::size_t kSubtypeOffset = 14;
+constexpr std::size_t kFlagsOffset = 15;
+constexpr std::size_t kSequenceOffset = 16;
+constexpr std::size_t kTimestampUncertainOffset = 17;
+constexpr std::size_t kStreamIdOffset = 18;
+constexpr std::size_t kTimestampOffset = 26;
+constexpr std::size_t kFormatOffset = 30;
+constexpr std::size_t kRateAndChannelsHighOffset = 31;
+constexpr std::size_t kChannelsOffset = 32;
+constexpr std::size_t kBitDepthOffset = 33;
+constexpr std::size_t kDataLengthOffset = 34;
+constexpr std::size_t kSparseAndEventOffset = 36;
+constexpr std::size_t kReservedOffset = 37;
+constexpr std::size_t kPayloadOffset = 38;
+
+const std::array<std::uint8_t, 6> kSource{{0x02, 0x53, 0x43, 0x00, 0x00, 0x01}};
+const std::array<std::uint8_t, 6> kOtherSource{{0x02, 0x53, 0x43, 0x00, 0x00, 0x02}};
+const std::array<std::uint8_t, 6> kDefaultDestination{{0x91, 0xe0, 0xf0, 0x00, 0x00, 0x01}};
+const std::string kSourceText = "02:53:43:00:00:01";
+const std::string kOtherSourceText = "02:53:43:00:00:02";
+
+unsigned be16(const CapturedFrame& frame, std::size_t offset) {
+    return (frame.bytes.at(offset) << 8) | frame.bytes.at(offset + 1);
+}
+
+std::uint32_t be32(const CapturedFrame& frame, std::size_t offset) {
+    return (static_cast<std::uint32_t>(be16(frame, offset)) << 16) | be16(frame, offset + 2);
+}
+
+std::uint64_t be64(const CapturedFrame& frame, std::size_t offset) {
+    return (static_cast<std::uint64_t>(be32(frame, offset)) << 32) | be32(frame, offset + 4);
+}
+
+std::int16_t sampleOf(const CapturedFrame& frame, std::size_t index) {
+    return static_cast<std::int16_t>(static_cast<std::uint16_t>(be16(frame, kPayloadOffset + 2 * index)));
+}
+
+bool hasAddress(const CapturedFrame& frame, std::size_t offset, const std::array<std::uint8_t, 6>& address) {
+    return frame.bytes.size() >= offset + 6 &&
+           std::equal(address.begin(), address.end(), frame.bytes.begin() + offset);
+}
+
+/// Generators as the talker makes them: the channel's own text, else the common one, else the default.
+std::vector<SignalGenerator> generators(unsigned channels, const std::string& common = "",
+                                        const std::vector<std::pair<unsigned, std::string>>& own = {}) {
+    std::vector<SignalGenerator> result;
+    for (unsigned channel = 0; channel < channels; ++channel) {
+        std::string text = common;
+        for (const auto& [ownChannel, ownText] : own) {
+            if (ownChannel == channel) {
+                text = ownText;
+            }
+        }
+        SignalGenerator generator = SignalGenerator::defaultFor(channel);
+        std::string error;
+        if (!text.empty() && !SignalGenerator::parse(text, channel, generator, error)) {
+            ADD_FAILURE() << error;
+        }
+        result.push_back(generator);
+    }
+    return result;
+}
+
+/// Checks every field the talker does not vary, the sequence number, the channel count and the data
+/// length of an unaltered AAF frame.
+void expectAafHeader(const CapturedFrame& frame, std::uint8_t sequence, unsigned channels,
+                     unsigned samplesPerFrame) {
+    ASSERT_GE(frame.bytes.size(), kPayloadOffset);
+    EXPECT_EQ(be16(frame, kEtherTypeOffset), 0x22f0u);
+    EXPECT_EQ(frame.bytes[kSubtypeOffset], 0x02) << "subtype AAF";
+    EXPECT_EQ(frame.bytes[kFlagsOffset], 0x81) << "sv=1, version 0, mr=0, gv=0, tv=1";
+    EXPECT_EQ(frame.bytes[kSequenceOffset], sequence);
+    EXPECT_EQ(frame.bytes[kTimestampUncertainOffset], 0x00) << "tu=0";
+    EXPECT_EQ(frame.bytes[kFormatOffset], 0x04) << "format INT_16BIT";
+    EXPECT_EQ(frame.bytes[kRateAndChannelsHighOffset], 0x50 | ((channels >> 8) & 0x03))
+        << "nominal sample rate 48 kHz and the channel count's high bits";
+    EXPECT_EQ(frame.bytes[kChannelsOffset], channels & 0xff);
+    EXPECT_EQ(frame.bytes[kBitDepthOffset], 16);
+    EXPECT_EQ(be16(frame, kDataLengthOffset), 2 * channels * samplesPerFrame);
+    EXPECT_EQ(frame.bytes[kSparseAndEventOffset], 0x00) << "sp=0 (normal), evt=0";
+    EXPECT_EQ(frame.bytes[kReservedOffset], 0x00);
+    EXPECT_EQ(frame.wireLength, kPayloadOffset + 2 * channels * samplesPerFrame);
+    EXPECT_EQ(frame.bytes.size(), frame.wireLength);
+}
+
+/// Checks the payload of the frame carrying stream frame `index` against the generators, sample by sample.
+void expectSamples(const CapturedFrame& frame, std::uint64_t index, unsigned channels,
+                   unsigned samplesPerFrame, const std::vector<SignalGenerator>& signals) {
+    ASSERT_EQ(frame.bytes.size(), kPayloadOffset + 2 * channels * samplesPerFrame);
+    for (unsigned s = 0; s < samplesPerFrame; ++s) {
+        for (unsigned c = 0; c < channels; ++c) {
+            const std::uint64_t n = index * samplesPerFrame + s;
+            ASSERT_EQ(sampleOf(frame, s * channels + c), signals.at(c).sampleAt(n))
+                << "stream frame " << index << ", instant " << s << ", channel " << c;
+        }
+    }
+}
+
+std::vector<std::uint8_t> sequenceNumbers(const std::vector<CapturedFrame>& frames) {
+    std::vector<std::uint8_t> numbers;
+    for (const CapturedFrame& frame : frames) {
+        numbers.push_back(frame.bytes.at(kSequenceOffset));
+    }
+    return numbers;
+}
+
+/// A file under /tmp that is removed when the test ends.
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& suffix) {
+        std::string pattern = "/tmp/sonacore-talker-test-XXXXXX" + suffix;
+        const int fd = ::mkstemps(pattern.data(), static_cast<int>(suffix.size()));
+        if (fd >= 0) {
+            ::close(fd);
+            m_path = pattern;
+        }
+    }
+    ~TemporaryFile() {
+        if (!m_path.empty()) {
+            std::remove(m_path.c_str());
+        }
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+class AvtpTalkerLiveTest : public testsupport::NetnsFixture {
+protected:
+    /// Opens a capture on the root end, runs one talker with `arguments` to its end and returns every frame
+    /// that arrived.
+    std::vector<CapturedFrame> sendAndCapture(const std::vector<std::string>& arguments) {
+        std::string error;
+        const std::unique_ptr<FrameCapture> capture = FrameCapture::open(captureInterface(), error);
+        if (!capture) {
+            ADD_FAILURE() << "cannot capture on " << captureInterface() << ": " << error;
+            return {};
+        }
+        ChildProcess& talker = startTalker(arguments);
+        EXPECT_TRUE(talkerSucceeded(talker, 60s));
+        m_talkerOutput = talker.output();
+        std::vector<CapturedFrame> frames = capture->settle();
+        EXPECT_EQ(capture->kernelDrops(), 0u);
+        return frames;
+    }
+
+    std::string m_talkerOutput;
+};
+
+TEST_F(AvtpTalkerLiveTest, HeaderFieldsAreThoseOfAConformingAafTalker) {
+    const auto frames =
+        sendAndCapture({"--source-mac", kSourceText, "--destination-mac", "91:e0:f0:00:12:34", "--stream-id",
+                        "0x0253430000010007", "--channels", "2", "--count", "4"});
+    ASSERT_EQ(frames.size(), 4u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        EXPECT_TRUE(hasAddress(frames[i], 0, {{0x91, 0xe0, 0xf0, 0x00, 0x12, 0x34}}));
+        EXPECT_TRUE(hasAddress(frames[i], 6, kSource));
+        EXPECT_EQ(be64(frames[i], kStreamIdOffset), 0x0253430000010007u);
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(i), 2, 6);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, PresentationTimesAdvanceByOneFramePeriod) {
+    const auto frames = sendAndCapture({"--count", "5", "--samples-per-frame", "6"});
+    ASSERT_EQ(frames.size(), 5u);
+    for (std::size_t i = 1; i < frames.size(); ++i) {
+        EXPECT_EQ(be32(frames[i], kTimestampOffset) - be32(frames[i - 1], kTimestampOffset), 125000u)
+            << "6 samples at 48 kHz last 125 us";
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, DefaultsAreTheInterfaceAddressAMulticastDestinationAndTwoChannels) {
+    const ChildProcess::Result link = ChildProcess::run(
+        {testsupport::ipProgram(), "-n", namespaceName(), "-o", "link", "show", "dev", talkerInterface()});
+    ASSERT_EQ(link.exitStatus, 0) << link.output;
+    const std::string::size_type at = link.output.find("link/ether ");
+    ASSERT_NE(at, std::string::npos) << link.output;
+    std::array<std::uint8_t, 6> own{};
+    std::istringstream text(link.output.substr(at + 11, 17));
+    for (std::uint8_t& byte : own) {
+        unsigned value = 0;
+        char colon = 0;
+        text >> std::hex >> value;
+        text >> colon;
+        byte = static_cast<std::uint8_t>(value);
+    }
+
+    const auto frames = sendAndCapture({"--count", "1"});
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_TRUE(hasAddress(frames[0], 0, kDefaultDestination));
+    EXPECT_TRUE(hasAddress(frames[0], 6, own));
+    EXPECT_TRUE(hasAddress(frames[0], kStreamIdOffset, own));
+    EXPECT_EQ(be16(frames[0], kStreamIdOffset + 6), 0x0001u);
+    expectAafHeader(frames[0], 0, 2, 6);
+    expectSamples(frames[0], 0, 2, 6, generators(2));
+}
+
+TEST_F(AvtpTalkerLiveTest, SequenceNumbersIncrementPerFrameAndWrapFrom255To0) {
+    const auto frames = sendAndCapture({"--count", "600"});
+    ASSERT_EQ(frames.size(), 600u);
+    const auto numbers = sequenceNumbers(frames);
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        ASSERT_EQ(numbers[i], i % 256) << "frame " << i;
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, FirstSequenceOptionSetsTheNumberOfFrameZero) {
+    const auto frames = sendAndCapture({"--first-sequence", "254", "--count", "4"});
+    EXPECT_EQ(sequenceNumbers(frames), (std::vector<std::uint8_t>{254, 255, 0, 1}));
+}
+
+class AvtpTalkerChannelsLiveTest : public AvtpTalkerLiveTest,
+                                   public ::testing::WithParamInterface<unsigned> {};
+
+TEST_P(AvtpTalkerChannelsLiveTest, SamplesArriveExactlyAsTheGeneratorComputesThem) {
+    const unsigned channels = GetParam();
+    const std::vector<std::pair<unsigned, std::string>> own{
+        {0, "sine:1000:0.5"}, {1, "noise:7:1"}, {3, "silence"}, {5, "counter:65530"}};
+    std::vector<std::string> arguments{"--channels", std::to_string(channels), "--count", "300"};
+    for (const auto& [channel, text] : own) {
+        if (channel < channels) {
+            arguments.push_back("--channel-signal");
+            arguments.push_back(std::to_string(channel) + "=" + text);
+        }
+    }
+    const auto signals = generators(channels, "", own);
+    const auto frames = sendAndCapture(arguments);
+    ASSERT_EQ(frames.size(), 300u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(i), channels, 6);
+        expectSamples(frames[i], i, channels, 6, signals);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(OneTwoAndEightChannels, AvtpTalkerChannelsLiveTest, ::testing::Values(1u, 2u, 8u),
+                         [](const ::testing::TestParamInfo<unsigned>& info) {
+                             return std::to_string(info.param) + "Channels";
+                         });
+
+TEST_F(AvtpTalkerLiveTest, CommonSignalAndSamplesPerFrameShapeThePayload) {
+    const auto frames = sendAndCapture(
+        {"--channels", "3", "--samples-per-frame", "12", "--signal", "counter:100", "--count", "10"});
+    ASSERT_EQ(frames.size(), 10u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(i), 3, 12);
+        for (unsigned s = 0; s < 12; ++s) {
+            for (unsigned c = 0; c < 3; ++c) {
+                EXPECT_EQ(sampleOf(frames[i], s * 3 + c), static_cast<std::int16_t>(100 + i * 12 + s));
+            }
+        }
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, WavFileIsSentSampleExactAndLoops) {
+    // Two channels of five instants, channel 1 the negation of channel 0, extremes included.
+    const std::vector<std::int16_t> interleaved{1, -1, 2, -2, 32767, -32767, -32768, 32767, 5, -5};
+    TemporaryFile wav(".wav");
+    ASSERT_FALSE(wav.path().empty());
+    {
+        std::ofstream out(wav.path(), std::ios::binary);
+        const auto le16 = [&](unsigned v) { out.put(char(v & 0xff)).put(char((v >> 8) & 0xff)); };
+        const auto le32 = [&](std::uint32_t v) {
+            le16(v & 0xffff);
+            le16(v >> 16);
+        };
+        const std::uint32_t dataBytes = static_cast<std::uint32_t>(interleaved.size() * 2);
+        out.write("RIFF", 4);
+        le32(36 + dataBytes);
+        out.write("WAVEfmt ", 8);
+        le32(16);
+        le16(1);
+        le16(2);
+        le32(48000);
+        le32(48000 * 4);
+        le16(4);
+        le16(16);
+        out.write("data", 4);
+        le32(dataBytes);
+        for (const std::int16_t sample : interleaved) {
+            le16(static_cast<std::uint16_t>(sample));
+        }
+    }
+
+    const auto frames = sendAndCapture({"--channels", "2", "--signal", "wav:" + wav.path(), "--count", "4"});
+    ASSERT_EQ(frames.size(), 4u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        for (unsigned s = 0; s < 6; ++s) {
+            const std::size_t instant = (i * 6 + s) % 5;
+            EXPECT_EQ(sampleOf(frames[i], s * 2), interleaved[instant * 2]);
+            EXPECT_EQ(sampleOf(frames[i], s * 2 + 1), interleaved[instant * 2 + 1]);
+        }
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, CountStopsTheStreamAfterExactlyThatManyFrames) {
+    EXPECT_EQ(sendAndCapture({"--count", "37"}).size(), 37u);
+    EXPECT_NE(m_talkerOutput.find("frames sent: 37 (stream frames 37, stray 0)"), std::string::npos)
+        << m_talkerOutput;
+}
+
+TEST_F(AvtpTalkerLiveTest, DurationStopsTheStreamAfterItsWorthOfFrames) {
+    EXPECT_EQ(sendAndCapture({"--duration", "0.05"}).size(), 400u) << "8000 frames/s for 50 ms";
+    EXPECT_EQ(sendAndCapture({"--duration", "0.05", "--samples-per-frame", "12"}).size(), 200u);
+}
+
+TEST_F(AvtpTalkerLiveTest, RunsUntilTerminatedWhenNeitherCountNorDurationIsGiven) {
+    std::string error;
+    const auto capture = FrameCapture::open(captureInterface(), error);
+    ASSERT_TRUE(capture) << error;
+    ChildProcess& talker = startTalker({"--signal", "counter"});
+    ASSERT_GE(capture->waitForCount(200, 10s), 200u);
+    talker.terminate();
+    EXPECT_EQ(talker.exitStatus(), 0) << talker.output();
+    EXPECT_NE(talker.output().find("frame rate:"), std::string::npos) << talker.output();
+
+    const auto frames = capture->settle();
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        ASSERT_EQ(frames[i].bytes.at(kSequenceOffset), i % 256);
+        ASSERT_EQ(sampleOf(frames[i], 0), static_cast<std::int16_t>(i * 6));
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, FastModeSendsEveryFrameInOrder) {
+    const auto frames = sendAndCapture({"--fast", "--count", "3000", "--signal", "counter"});
+    ASSERT_EQ(frames.size(), 3000u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        ASSERT_EQ(sampleOf(frames[i], 0), static_cast<std::int16_t>(i * 6)) << "frame " << i;
+    }
+    EXPECT_NE(m_talkerOutput.find("lateness: not measured"), std::string::npos) << m_talkerOutput;
+}
+
+TEST_F(AvtpTalkerLiveTest, DropEveryNthFrameLeavesOutEveryNthFrame) {
+    const auto signals = generators(2, "counter");
+    const auto frames = sendAndCapture({"--drop-every", "4", "--count", "20", "--signal", "counter"});
+    const std::vector<std::uint64_t> expected{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18};
+    ASSERT_EQ(frames.size(), expected.size());
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(expected[i]), 2, 6);
+        expectSamples(frames[i], expected[i], 2, 6, signals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, DropAtLeavesOutThatFrameOnly) {
+    const auto frames = sendAndCapture({"--drop-at", "3", "--drop-at", "7", "--count", "9"});
+    EXPECT_EQ(sequenceNumbers(frames), (std::vector<std::uint8_t>{0, 1, 2, 4, 5, 6, 8}));
+}
+
+TEST_F(AvtpTalkerLiveTest, RepeatSendsTheFrameTwiceByteForByte) {
+    const auto frames = sendAndCapture({"--repeat-at", "5", "--count", "10"});
+    ASSERT_EQ(frames.size(), 11u);
+    EXPECT_EQ(sequenceNumbers(frames), (std::vector<std::uint8_t>{0, 1, 2, 3, 4, 5, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(frames[5].bytes, frames[6].bytes);
+}
+
+TEST_F(AvtpTalkerLiveTest, SwapSendsTheNextFrameBeforeTheGivenOne) {
+    const auto signals = generators(2);
+    const auto frames = sendAndCapture({"--swap-at", "3", "--count", "8"});
+    const std::vector<std::uint64_t> expected{0, 1, 2, 4, 3, 5, 6, 7};
+    ASSERT_EQ(frames.size(), expected.size());
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(expected[i]), 2, 6);
+        expectSamples(frames[i], expected[i], 2, 6, signals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, ChannelCountChangesFromTheGivenFrameOnAndChannelsKeepTheirSignals) {
+    const auto signals =
+        generators(4, "", {{0, "counter"}, {1, "noise:3"}, {2, "sine:440:1"}, {3, "counter:7"}});
+    const auto frames =
+        sendAndCapture({"--channels", "2", "--channels-at", "5:4", "--channels-at", "8:1", "--channel-signal",
+                        "0=counter", "--channel-signal", "1=noise:3", "--channel-signal", "2=sine:440:1",
+                        "--channel-signal", "3=counter:7", "--count", "10"});
+    ASSERT_EQ(frames.size(), 10u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const unsigned channels = i < 5 ? 2 : (i < 8 ? 4 : 1);
+        expectAafHeader(frames[i], static_cast<std::uint8_t>(i), channels, 6);
+        expectSamples(frames[i], i, channels, 6, signals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, ChannelCountZeroSendsAHeaderWithoutPayload) {
+    const auto frames = sendAndCapture({"--channels-at", "1:0", "--channels-at", "2:2", "--count", "3"});
+    ASSERT_EQ(frames.size(), 3u);
+    expectAafHeader(frames[1], 1, 0, 6);
+    EXPECT_EQ(frames[1].wireLength, 38u);
+    expectAafHeader(frames[2], 2, 2, 6);
+}
+
+TEST_F(AvtpTalkerLiveTest, ChannelCountAbove255SetsTheHighBits) {
+    const auto frames = sendAndCapture(
+        {"--channels", "300", "--samples-per-frame", "1", "--signal", "silence", "--count", "1"});
+    ASSERT_EQ(frames.size(), 1u);
+    expectAafHeader(frames[0], 0, 300, 1);
+}
+
+TEST_F(AvtpTalkerLiveTest, TruncatedFrameIsCutToTheGivenLengthAndTheStreamGoesOn) {
+    const auto full = generators(2);
+    const auto frames = sendAndCapture(
+        {"--truncate-at", "1:14", "--truncate-at", "2:33", "--truncate-at", "3:37", "--count", "5"});
+    ASSERT_EQ(frames.size(), 5u);
+    EXPECT_EQ(frames[1].wireLength, 14u);
+    EXPECT_EQ(frames[2].wireLength, 33u);
+    EXPECT_EQ(frames[3].wireLength, 37u);
+    EXPECT_EQ(frames[2].bytes.at(kSequenceOffset), 2);
+    EXPECT_EQ(frames[2].bytes.at(kChannelsOffset), 2);
+    EXPECT_EQ(be16(frames[3], kDataLengthOffset), 24u) << "the header still states the full payload";
+    for (const std::size_t whole : {0, 4}) {
+        expectAafHeader(frames[whole], static_cast<std::uint8_t>(whole), 2, 6);
+        expectSamples(frames[whole], whole, 2, 6, full);
+    }
+    for (const std::size_t cut : {1, 2, 3}) {
+        EXPECT_TRUE(
+            std::equal(frames[cut].bytes.begin(), frames[cut].bytes.begin() + 14, frames[0].bytes.begin()))
+            << "frame " << cut << " keeps its Ethernet header";
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, StatedDataLengthCanExceedThePayloadItComesWith) {
+    const auto frames = sendAndCapture({"--data-length-at", "2:1000", "--count", "4"});
+    ASSERT_EQ(frames.size(), 4u);
+    EXPECT_EQ(be16(frames[2], kDataLengthOffset), 1000u);
+    EXPECT_EQ(frames[2].wireLength, 62u);
+    expectSamples(frames[2], 2, 2, 6, generators(2));
+    expectAafHeader(frames[3], 3, 2, 6);
+}
+
+TEST_F(AvtpTalkerLiveTest, StraySubtypeCopyGoesJustBeforeItsFrameWithoutTakingASequenceNumber) {
+    const auto frames = sendAndCapture({"--insert-subtype", "3:0x7f", "--count", "6"});
+    ASSERT_EQ(frames.size(), 7u);
+    EXPECT_EQ(frames[3].bytes.at(kSubtypeOffset), 0x7f);
+    std::vector<std::uint8_t> stray = frames[3].bytes;
+    stray[kSubtypeOffset] = 0x02;
+    EXPECT_EQ(stray, frames[4].bytes) << "the stray copy differs from its frame in the subtype only";
+    std::vector<CapturedFrame> aaf;
+    for (const CapturedFrame& frame : frames) {
+        if (frame.bytes.at(kSubtypeOffset) == 0x02) {
+            aaf.push_back(frame);
+        }
+    }
+    EXPECT_EQ(sequenceNumbers(aaf), (std::vector<std::uint8_t>{0, 1, 2, 3, 4, 5}));
+}
+
+TEST_F(AvtpTalkerLiveTest, StrayEtherTypeCopyIsSentButNotSeenThroughTheAvtpFilter) {
+    std::string error;
+    const auto other = FrameCapture::open(captureInterface(), error, "ether proto 0x88b5");
+    ASSERT_TRUE(other) << error;
+    const auto frames = sendAndCapture({"--insert-ethertype", "2:0x88b5", "--count", "4"});
+    EXPECT_EQ(sequenceNumbers(frames), (std::vector<std::uint8_t>{0, 1, 2, 3}));
+    const auto strays = other->settle();
+    ASSERT_EQ(strays.size(), 1u);
+    std::vector<std::uint8_t> restored = strays[0].bytes;
+    restored[kEtherTypeOffset] = 0x22;
+    restored[kEtherTypeOffset + 1] = 0xf0;
+    EXPECT_EQ(restored, frames[2].bytes);
+}
+
+TEST_F(AvtpTalkerLiveTest, TwoTalkersWithDifferentSourceAddressesShareOneInterface) {
+    std::string error;
+    const auto capture = FrameCapture::open(captureInterface(), error);
+    ASSERT_TRUE(capture) << error;
+    ChildProcess& first = startTalker({"--source-mac", kSourceText, "--signal", "counter", "--count", "400"});
+    ChildProcess& second = startTalker(
+        {"--source-mac", kOtherSourceText, "--channels", "8", "--signal", "noise:9", "--count", "300"});
+    ASSERT_TRUE(talkerSucceeded(first, 30s));
+    ASSERT_TRUE(talkerSucceeded(second, 30s));
+
+    std::vector<CapturedFrame> fromFirst;
+    std::vector<CapturedFrame> fromSecond;
+    for (const CapturedFrame& frame : capture->settle()) {
+        (hasAddress(frame, 6, kSource) ? fromFirst : fromSecond).push_back(frame);
+    }
+    ASSERT_EQ(fromFirst.size(), 400u);
+    ASSERT_EQ(fromSecond.size(), 300u);
+    const auto firstSignals = generators(2, "counter");
+    const auto secondSignals = generators(8, "noise:9");
+    for (std::size_t i = 0; i < fromFirst.size(); ++i) {
+        expectSamples(fromFirst[i], i, 2, 6, firstSignals);
+    }
+    for (std::size_t i = 0; i < fromSecond.size(); ++i) {
+        EXPECT_TRUE(hasAddress(fromSecond[i], 6, kOtherSource));
+        expectSamples(fromSecond[i], i, 8, 6, secondSignals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, SampleDumpHasOneLinePerFrameSentWithItsValues) {
+    TemporaryFile dump(".txt");
+    ASSERT_FALSE(dump.path().empty());
+    const auto frames = sendAndCapture(
+        {"--dump-samples", dump.path(), "--insert-subtype", "1:3", "--signal", "noise:1", "--count", "3"});
+    ASSERT_EQ(frames.size(), 4u);
+    std::ifstream in(dump.path());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    ASSERT_EQ(lines.size(), frames.size());
+    const std::vector<std::string> prefixes{"0 0 2 :", "1* 1 2 :", "1 1 2 :", "2 2 2 :"};
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        std::string expected = prefixes[i];
+        for (std::size_t s = 0; s < 12; ++s) {
+            expected += " " + std::to_string(sampleOf(frames[i], s));
+        }
+        EXPECT_EQ(lines[i], expected);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, SummaryReportsFramesElapsedRateAndLateness) {
+    const auto frames = sendAndCapture({"--count", "80", "--drop-at", "4", "--insert-subtype", "9:5"});
+    EXPECT_EQ(frames.size(), 80u);
+    EXPECT_NE(m_talkerOutput.find("frames sent: 80 (stream frames 80, stray 1)"), std::string::npos)
+        << m_talkerOutput;
+    EXPECT_NE(m_talkerOutput.find("elapsed: "), std::string::npos) << m_talkerOutput;
+    EXPECT_NE(m_talkerOutput.find("frame rate: "), std::string::npos) << m_talkerOutput;
+    EXPECT_NE(m_talkerOutput.find("(nominal 8000.000)"), std::string::npos) << m_talkerOutput;
+    EXPECT_NE(m_talkerOutput.find("lateness: mean "), std::string::npos) << m_talkerOutput;
+}
+
+TEST_F(AvtpTalkerLiveTest, FrameTooLongForTheInterfaceIsRefusedWithAnError) {
+    ChildProcess& talker = startTalker({"--channels", "200", "--count", "1"});
+    ASSERT_TRUE(talker.waitFor(10s));
+    EXPECT_EQ(talker.exitStatus(), 1);
+    EXPECT_NE(talker.output().find("sonacore-avtp-talker: frames of 2438 bytes exceed the MTU of '" +
+                                   talkerInterface() + "' (1500 bytes of payload)."),
+              std::string::npos)
+        << talker.output();
+}
+
+} // namespace
