@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite: installs what is missing, builds with warnings as errors and runs every test, then
 # builds a second tree under AddressSanitizer and UndefinedBehaviorSanitizer and runs every test again.
-# Any failure or sanitizer report fails the command.
+# Last, a short fuzzing run of the packet path. Any failure or sanitizer report fails the command.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/setup.sh"
@@ -19,3 +19,8 @@ export ASAN_OPTIONS=abort_on_error=1:detect_leaks=1:strict_init_order=1:detect_s
 export LSAN_OPTIONS=suppressions=$root/scripts/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 (cd "$root/build/sanitize" && ctest --output-on-failure --timeout 1800)
+
+echo "== Fuzzing the packet path (libFuzzer, AddressSanitizer, UndefinedBehaviorSanitizer)"
+CC=clang CXX=clang++ "$root/scripts/build.sh" fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSONACORE_BUILD_FUZZERS=ON \
+    -DSONACORE_SANITIZE=address,undefined
+(cd "$root/build/fuzz" && ctest --output-on-failure --timeout 900)

@@ -8,10 +8,19 @@
 namespace testsupport {
 namespace {
 
-std::mutex mutex;
-PcapScript current;
-int handedOut = 0;
-int freed = 0;
+// Built on first use: the library's device manager scans while the program loads, before this file's
+// ordinary globals would be initialised.
+struct ScriptState {
+    std::mutex mutex;
+    PcapScript current;
+    int handedOut = 0;
+    int freed = 0;
+};
+
+ScriptState& state() {
+    static ScriptState instance;
+    return instance;
+}
 
 char* copyText(const std::string& text) {
     char* copy = new char[text.size() + 1];
@@ -22,47 +31,49 @@ char* copyText(const std::string& text) {
 } // namespace
 
 void setPcapScript(PcapScript script) {
-    std::lock_guard<std::mutex> lock(mutex);
-    current = std::move(script);
-    handedOut = 0;
-    freed = 0;
+    std::lock_guard<std::mutex> lock(state().mutex);
+    state().current = std::move(script);
+    state().handedOut = 0;
+    state().freed = 0;
 }
 
 int listsHandedOut() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return handedOut;
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().handedOut;
 }
 
 int listsFreed() {
-    std::lock_guard<std::mutex> lock(mutex);
-    return freed;
+    std::lock_guard<std::mutex> lock(state().mutex);
+    return state().freed;
 }
 
 } // namespace testsupport
 
 extern "C" int pcap_findalldevs(pcap_if_t** list, char* errorBuffer) {
-    std::lock_guard<std::mutex> lock(testsupport::mutex);
+    auto& state = testsupport::state();
+    std::lock_guard<std::mutex> lock(state.mutex);
     *list = nullptr;
-    if (testsupport::current.fail) {
-        std::strncpy(errorBuffer, testsupport::current.error.c_str(), PCAP_ERRBUF_SIZE - 1);
+    if (state.current.fail) {
+        std::strncpy(errorBuffer, state.current.error.c_str(), PCAP_ERRBUF_SIZE - 1);
         errorBuffer[PCAP_ERRBUF_SIZE - 1] = '\0';
         return -1;
     }
     pcap_if_t** tail = list;
-    for (const auto& interface : testsupport::current.interfaces) {
+    for (const auto& interface : state.current.interfaces) {
         auto* entry = new pcap_if_t{};
         entry->name = testsupport::copyText(interface.name);
         entry->description = interface.description ? testsupport::copyText(*interface.description) : nullptr;
         *tail = entry;
         tail = &entry->next;
     }
-    ++testsupport::handedOut;
+    ++state.handedOut;
     return 0;
 }
 
 extern "C" void pcap_freealldevs(pcap_if_t* list) {
-    std::lock_guard<std::mutex> lock(testsupport::mutex);
-    ++testsupport::freed;
+    auto& state = testsupport::state();
+    std::lock_guard<std::mutex> lock(state.mutex);
+    ++state.freed;
     while (list != nullptr) {
         pcap_if_t* next = list->next;
         delete[] list->name;

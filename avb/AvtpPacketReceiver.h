@@ -1,0 +1,106 @@
+#pragma once
+
+#include "avb/AvbAudioBuffer.h"
+#include "avb/AvbToFloatSampleConverter.h"
+#include "avb/AvtpPacketChecker.h"
+#include "pcapplus/PcapPacketReceiverBase.h"
+#include "sonacore/BaseMessage.h"
+#include "sonacore/DeviceConfiguration.h"
+#include "threading/Worker.h"
+
+#include <atomic>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace avb {
+
+// The pipeline from one captured frame to samples in per-channel audio buffers, for one adapter and any
+// number of streaming devices on it, each told by its source MAC address (its key: 12 hexadecimal
+// characters). Buffers are named key "_Ch" channel, channels counted from 0.
+//
+// Thread affinity: addStreamingDevice and getAudioBuffer run on the host's thread; receivePacket and all it
+// calls on the capture thread. The devices live in immutable tables: adding a device publishes a new table
+// that the capture thread picks up at its next frame, so adding while capture runs is free of data races.
+// Nothing on the packet path throws: refusals are log lines and return values.
+class AvtpPacketReceiver : public threading::Worker, public pcapplus::PcapPacketReceiverBase {
+    Q_OBJECT
+
+public:
+    // The result of checkBufferAvailability: whether the device has buffers, and a text saying so.
+    using BufferAvailability = std::pair<bool, std::string>;
+
+    explicit AvtpPacketReceiver(std::uint8_t avtpSubtype, QObject* parent = nullptr);
+    ~AvtpPacketReceiver() override;
+
+    // Registers a device with one buffer per configured channel. Throws exceptions::InstanceAlreadyExists
+    // for a known key and exceptions::InstanceNotCreateable for a channel amount of 0; nothing changes then.
+    // The configuration must outlive the receiver.
+    void addStreamingDevice(const std::string& deviceKey, sonacore::DeviceConfiguration* configuration);
+    // The buffer of a device's channel, from 0; valid as long as the receiver. Throws
+    // exceptions::ResourceNotAvailable for an unknown device or a channel above the count, and
+    // std::out_of_range for a channel equal to the count.
+    AvbAudioBuffer* getAudioBuffer(const std::string& deviceKey, std::uint64_t channel);
+
+    // On the capture thread: frames without a header, shorter than 15 bytes or of another subtype are
+    // ignored without a word. Reads never go past the captured bytes.
+    void receivePacket(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) override;
+    std::string getReceiverName() const override;
+    // "(unbound)" in the name becomes "(eth" number ")".
+    void bindToDevice(int deviceNumber) override;
+    // "[" name "]"
+    std::string toString() const override;
+
+    // Picks the device by source address and lets its checker judge the frame.
+    void extractAvtpPacketData(const std::uint8_t* frame, std::uint32_t length);
+    // Converts the frame's samples and writes each to its channel's buffer.
+    void writeAudioSamplesToBuffer(const std::uint8_t* frame, const std::string& deviceKey);
+    // The delivered channel amount when the frame's channels and stated length fit the device; 0 refuses
+    // the frame's audio.
+    std::int32_t performPreDataExtractionChecks(const std::string& deviceKey, std::uint32_t maximumChannels,
+                                                std::uint32_t samplesPerChannel, std::uint32_t sampleSize);
+    BufferAvailability checkBufferAvailability(const std::string& deviceKey) const;
+
+    // Frames that matched a device and failed its sequence check, over all devices; never reset.
+    std::uint64_t getMissedPackets() const { return missedPackets.load(std::memory_order_relaxed); }
+
+public slots:
+    void end() override;
+    void progress() override;
+
+signals:
+    // Status of the devices, such as a changed channel amount; emitted on the capture thread.
+    void message(std::shared_ptr<sonacore::BaseMessage> message);
+
+private:
+    // One published state of the devices. Never changed once published.
+    struct DeviceTable {
+        std::map<std::string, std::shared_ptr<AvtpPacketChecker>> packetCheckers;
+        std::map<std::string, sonacore::DeviceConfiguration*> deviceConfigurations;
+        std::map<std::string, std::vector<std::shared_ptr<AvbAudioBuffer>>> audioBuffers;
+    };
+
+    const DeviceTable& devices() const { return *currentTable.load(std::memory_order_acquire); }
+    // Writes the frame's audio for one device; the frame holds at least `length` captured bytes.
+    void writeSamples(const std::uint8_t* frame, std::uint32_t length, const std::string& deviceKey,
+                      const DeviceTable& table);
+    std::string name() const;
+
+    // Every table ever published, so that the capture thread may go on reading an older one while a newer
+    // one is published. Written on the host's thread only; tables are small and devices are never removed.
+    std::vector<std::unique_ptr<const DeviceTable>> tables;
+    std::atomic<const DeviceTable*> currentTable;
+    std::atomic<std::uint64_t> missedPackets{0};
+    const std::uint8_t avtpSubtype;
+    const AvbToFloatSampleConverter sampleConverter;
+    // The length of the frame being handled, for the bounds of the write; capture thread only.
+    std::uint32_t currentFrameLength = 0;
+    mutable std::mutex nameMutex;
+    std::string receiverName = "AvtpPacketReceiver (unbound)";
+};
+
+} // namespace avb

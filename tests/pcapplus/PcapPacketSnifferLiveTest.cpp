@@ -1,0 +1,312 @@
+#include "pcapplus/PcapPacketSniffer.h"
+#include "sonacore/StatusMessage.h"
+#include "support/EventLoop.h"
+#include "support/LogCapture.h"
+#include "support/NetnsFixture.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Counts the frames it is handed and keeps their EtherTypes and subtypes.
+class RecordingReceiver : public pcapplus::PcapPacketReceiverBase {
+public:
+    explicit RecordingReceiver(std::string name = "RecordingReceiver") : name(std::move(name)) {}
+
+    void receivePacket(unsigned char*, const pcap_pkthdr* header, const unsigned char* frame) override {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (header->caplen >= 15) {
+            etherTypes.push_back(static_cast<std::uint16_t>((frame[12] << 8) | frame[13]));
+            subtypes.push_back(frame[14]);
+        }
+        ++frames;
+    }
+    std::string getReceiverName() const override { return name; }
+    void bindToDevice(int deviceNumber) override {
+        ++bindings;
+        boundNumber = deviceNumber;
+    }
+    std::string toString() const override { return name; }
+
+    std::atomic<int> frames{0};
+    int bindings = 0;
+    int boundNumber = -1;
+    std::mutex mutex;
+    std::vector<std::uint16_t> etherTypes;
+    std::vector<std::uint8_t> subtypes;
+
+private:
+    std::string name;
+};
+
+std::vector<std::string> messageTexts(const std::vector<std::shared_ptr<sonacore::BaseMessage>>& messages) {
+    std::vector<std::string> texts;
+    for (const auto& message : messages) {
+        texts.push_back(message->getMessageText());
+    }
+    return texts;
+}
+
+class PcapPacketSnifferLive : public testsupport::NetnsFixture {
+protected:
+    std::unique_ptr<pcapplus::PcapPacketSniffer> openSniffer(int number = 5) {
+        return std::make_unique<pcapplus::PcapPacketSniffer>(
+            pcapplus::PcapDeviceInfo(number, captureInterface(), "Not available"), 65536, 1, 1);
+    }
+
+    void sendFrames(int count, std::vector<std::string> extra = {}) {
+        std::vector<std::string> arguments{"--count", std::to_string(count), "--fast"};
+        arguments.insert(arguments.end(), extra.begin(), extra.end());
+        auto& talker = startTalker(arguments);
+        ASSERT_TRUE(talkerSucceeded(talker, 20s));
+    }
+
+    static std::string sniffer5() { return "\"PcapPacketSniffer (eth5)\""; }
+};
+
+} // namespace
+
+TEST_F(PcapPacketSnifferLive, OpensTheAdapterAndLogsIt) {
+    testsupport::LogCapture capture;
+    auto sniffer = openSniffer();
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "configure " + sniffer5() + " Successfully configured adapter number 5"));
+    EXPECT_TRUE(sniffer->isConfigured());
+    EXPECT_EQ(sniffer->getName(), "PcapPacketSniffer (eth5)");
+    EXPECT_FALSE(sniffer->isListening());
+}
+
+TEST_F(PcapPacketSnifferLive, TextOfAConfiguredSniffer) {
+    auto sniffer = openSniffer();
+    EXPECT_EQ(sniffer->toString(), "PcapPacketSniffer (eth5) configured on device: 5\nBound to packet receiver: "
+                                   "None\nFilter set: None\nRunning: 0\nAdapter details:\n\tSystem device number: "
+                                   "5\n\tSystem device name: " +
+                                       captureInterface() + "\n\tSystem device description: Not available\n");
+}
+
+TEST_F(PcapPacketSnifferLive, FilterIsSetAndReported) {
+    auto sniffer = openSniffer();
+    std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
+                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    testsupport::LogCapture capture;
+    EXPECT_TRUE(sniffer->setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN));
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "setFilter " + sniffer5() + " Filter 'ether proto 0x22f0' enabled"));
+    EXPECT_EQ(messageTexts(messages), std::vector<std::string>{"Filter 'ether proto 0x22f0' enabled"});
+    EXPECT_EQ(messages[0]->getMessageClass(), "StatusMessage");
+    EXPECT_EQ(messages[0]->getMessageId(), "PcapPacketSniffer (eth5)");
+    EXPECT_EQ(messages[0]->getMessageType(), "INFORMATION");
+    EXPECT_EQ(messages[0]->getMessageSender(), "PcapPacketSniffer");
+    EXPECT_EQ(sniffer->getFilterExpression(), "ether proto 0x22f0");
+    EXPECT_TRUE(sniffer->isFilterActive());
+}
+
+TEST_F(PcapPacketSnifferLive, BadFilterSyntaxReportsCompileFailureAndStillTriesToSet) {
+    auto sniffer = openSniffer();
+    testsupport::LogCapture capture;
+    EXPECT_FALSE(sniffer->setFilter("ether proto ((", 1, PCAP_NETMASK_UNKNOWN));
+    const auto lines = capture.texts(QtDebugMsg);
+    ASSERT_EQ(lines.size(), 1U);
+    const std::string expectedStart = "setFilter " + sniffer5() +
+                                      " Filter 'ether proto ((': Unable to compile! Check the syntax: cannot be set! "
+                                      "Error message: ";
+    EXPECT_EQ(lines[0].substr(0, expectedStart.size()), expectedStart);
+    EXPECT_FALSE(sniffer->isFilterActive());
+    EXPECT_EQ(sniffer->getFilterExpression(), "None");
+}
+
+TEST_F(PcapPacketSnifferLive, FrameBeforeAnyReceiverGoesToTheDummyHandler) {
+    auto sniffer = openSniffer();
+    testsupport::LogCapture capture;
+    sniffer->start();
+    sendFrames(3);
+    const std::string dummy = "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
+                              "to bind a valid receiver!";
+    EXPECT_TRUE(testsupport::spinUntil([&] { return capture.count(QtWarningMsg, dummy) >= 3; }));
+}
+
+TEST_F(PcapPacketSnifferLive, RegisteredReceiverGetsOnlyFramesOfTheFilter) {
+    auto sniffer = openSniffer();
+    RecordingReceiver receiver;
+    testsupport::LogCapture capture;
+    sniffer->setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN);
+    sniffer->registerPacketReceiver(receiver);
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "registerPacketReceiver " + sniffer5() + " Registered: RecordingReceiver"));
+    EXPECT_EQ(sniffer->getReceiverName(), "RecordingReceiver");
+    EXPECT_EQ(receiver.boundNumber, 5);
+    sniffer->start();
+    sendFrames(20, {"--insert-ethertype", "5:0x0800", "--insert-ethertype", "9:0x88f7"});
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 20; }));
+    testsupport::spinFor(100ms);
+    EXPECT_EQ(receiver.frames.load(), 20);
+    std::lock_guard<std::mutex> lock(receiver.mutex);
+    for (const auto etherType : receiver.etherTypes) {
+        EXPECT_EQ(etherType, 0x22f0);
+    }
+}
+
+TEST_F(PcapPacketSnifferLive, StartTwiceWarnsAndRunsOneLoop) {
+    auto sniffer = openSniffer();
+    RecordingReceiver receiver;
+    sniffer->registerPacketReceiver(receiver);
+    testsupport::LogCapture capture;
+    sniffer->start();
+    sniffer->start();
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"start " + sniffer5() + " Sniffer already listening, cannot be started!"});
+    ASSERT_TRUE(testsupport::spinUntil(
+        [&] { return capture.count(QtDebugMsg, "run " + sniffer5() + " PCAP listener active") == 1; }));
+    sendFrames(10);
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 10; }));
+    testsupport::spinFor(100ms);
+    // One loop: every frame was handed over once.
+    EXPECT_EQ(receiver.frames.load(), 10);
+    EXPECT_EQ(capture.count(QtDebugMsg, "run " + sniffer5() + " PCAP listener active"), 1U);
+}
+
+TEST_F(PcapPacketSnifferLive, StopWithoutStartWarnsAndLeavesTheNextStartWorking) {
+    auto sniffer = openSniffer();
+    RecordingReceiver receiver;
+    sniffer->registerPacketReceiver(receiver);
+    testsupport::LogCapture capture;
+    sniffer->stop();
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"stop " + sniffer5() + " Sniffer not listening, cannot be stopped!"});
+    // Had the loop been broken, the next start would end at once and miss these frames.
+    sniffer->start();
+    sendFrames(5);
+    EXPECT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 5; }));
+}
+
+TEST_F(PcapPacketSnifferLive, StartStopAndStartAgainReportEachStep) {
+    auto sniffer = openSniffer();
+    RecordingReceiver receiver;
+    sniffer->registerPacketReceiver(receiver);
+    std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
+                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    testsupport::LogCapture capture;
+
+    sniffer->start();
+    EXPECT_TRUE(sniffer->isListening());
+    sendFrames(5);
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 5; }));
+    sniffer->stop();
+    EXPECT_FALSE(sniffer->isListening());
+    ASSERT_TRUE(testsupport::spinUntil(
+        [&] { return capture.count(QtDebugMsg, "run " + sniffer5() + " PCAP listener INACTIVE") == 1; }));
+    sniffer->start();
+    sendFrames(5);
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 10; }));
+
+    EXPECT_EQ(messageTexts(messages),
+              (std::vector<std::string>{"Start listening", "Stop listening", "Start listening"}));
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "start " + sniffer5() + " Start listening"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "stop " + sniffer5() + " Stop listening"));
+}
+
+TEST_F(PcapPacketSnifferLive, DestructionStopsWaitsForTheLoopAndReleasesTheHandle) {
+    auto sniffer = openSniffer();
+    RecordingReceiver receiver;
+    sniffer->registerPacketReceiver(receiver);
+    sniffer->start();
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 0; }));
+    testsupport::LogCapture capture;
+    sniffer.reset();
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "stop " + sniffer5() + " Stop listening"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "run " + sniffer5() + " PCAP listener INACTIVE"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "~PcapPacketSniffer " + sniffer5() + " Release PCAP and free memory"));
+}
+
+TEST_F(PcapPacketSnifferLive, ReceiverRegisteredLastGetsTheFramesOfEverySniffer) {
+    auto first = openSniffer(5);
+    auto second = openSniffer(6);
+    RecordingReceiver firstReceiver("first");
+    RecordingReceiver secondReceiver("second");
+    first->registerPacketReceiver(firstReceiver);
+    second->registerPacketReceiver(secondReceiver);
+    first->start();
+    sendFrames(8);
+    ASSERT_TRUE(testsupport::spinUntil([&] { return secondReceiver.frames.load() >= 8; }));
+    EXPECT_EQ(firstReceiver.frames.load(), 0);
+}
+
+TEST_F(PcapPacketSnifferLive, AfterAnySnifferEndsAllFramesReachTheDummyHandler) {
+    auto first = openSniffer(5);
+    RecordingReceiver receiver;
+    first->registerPacketReceiver(receiver);
+    first->start();
+    { auto other = openSniffer(6); }
+    testsupport::LogCapture capture;
+    sendFrames(4);
+    const std::string dummy = "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
+                              "to bind a valid receiver!";
+    EXPECT_TRUE(testsupport::spinUntil([&] { return capture.count(QtWarningMsg, dummy) >= 4; }));
+    EXPECT_EQ(receiver.frames.load(), 0);
+}
+
+TEST_F(PcapPacketSnifferLive, BindReceiverTwiceBindsOnce) {
+    auto first = openSniffer(5);
+    auto second = openSniffer(6);
+    RecordingReceiver receiver;
+    first->registerPacketReceiver(receiver);
+    second->registerPacketReceiver(receiver);
+    EXPECT_EQ(receiver.bindings, 1);
+    EXPECT_EQ(receiver.boundNumber, 5);
+    EXPECT_TRUE(receiver.isBound());
+    EXPECT_FALSE(receiver.bindReceiver(7));
+}
+
+TEST(PcapPacketSniffer, InvalidDeviceInfoLeavesItUnconfigured) {
+    testsupport::LogCapture capture;
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
+    EXPECT_TRUE(capture.contains(QtDebugMsg, "configure \"PcapPacketSniffer (eth-1)\" Passed device info object is "
+                                             "invalid! Cannot configure device  number:  -1"));
+    EXPECT_EQ(sniffer.toString(), "PcapPacketSniffer (eth-1)\nNicSniffer initialized but not configured properly!");
+}
+
+TEST(PcapPacketSniffer, SetFilterOnAnUnconfiguredSnifferWarnsAndFails) {
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
+    std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    QObject::connect(&sniffer, &pcapplus::PcapPacketSniffer::message, &sniffer,
+                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    testsupport::LogCapture capture;
+    EXPECT_FALSE(sniffer.setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN));
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! "
+                                       "Please set a valid configuration!"});
+    EXPECT_EQ(messageTexts(messages),
+              std::vector<std::string>{"Sniffer not configured properly! Please set a valid configuration!"});
+}
+
+TEST(PcapPacketSniffer, StartOnAnUnconfiguredSnifferWarnsWithTheListeningWords) {
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
+    testsupport::LogCapture capture;
+    sniffer.start();
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              (std::vector<std::string>{
+                  "isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! Please set a valid "
+                  "configuration!",
+                  "start \"PcapPacketSniffer (eth-1)\" Sniffer already listening, cannot be started!"}));
+    EXPECT_FALSE(sniffer.isListening());
+}
+
+TEST(PcapPacketSniffer, AdapterThatCannotBeOpenedIsReported) {
+    testsupport::LogCapture capture;
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(3, "sonacore-none0", "x"), 65536, 1, 1);
+    const auto lines = capture.texts(QtDebugMsg);
+    ASSERT_EQ(lines.size(), 1U);
+    const std::string expectedStart =
+        "configure \"PcapPacketSniffer (eth3)\" Unable to open the adapter number 3. Error message: ";
+    EXPECT_EQ(lines[0].substr(0, expectedStart.size()), expectedStart);
+    EXPECT_GT(lines[0].size(), expectedStart.size());
+    EXPECT_FALSE(sniffer.isConfigured());
+}
