@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 TEST(PcapDeviceInfo, KeepsNumberNameAndDescription) {
-    pcapplus::PcapDeviceInfo info(2, "eth0", "Intel adapter");
+    pcapplus::PcapDeviceInfo info(2, "eth0", "PCIe Ethernet adapter");
     EXPECT_EQ(info.getDeviceNumber(), 2);
     EXPECT_EQ(info.getDeviceName(), "eth0");
-    EXPECT_EQ(info.getDeviceDescription(), "Intel adapter");
+    EXPECT_EQ(info.getDeviceDescription(), "PCIe Ethernet adapter");
     EXPECT_TRUE(info.isValid());
     EXPECT_FALSE(info.isDescriptionMissing());
 }
