@@ -1,12 +1,10 @@
 // Out-of-line destructors of the public interfaces whose implementing classes live elsewhere, so that each
 // interface's type information is emitted once, inside the library.
-#include "sonacore/INetworkReceiverHandle.h"
 #include "sonacore/IProcessorHandle.h"
 
 namespace sonacore {
 
 namespace ihandles {
-INetworkReceiverHandle::~INetworkReceiverHandle() = default;
 IProcessorHandle::~IProcessorHandle() = default;
 } // namespace ihandles
 

@@ -37,6 +37,10 @@ public:
     bool isInitialized() const;
     // True while the worker thread runs.
     bool isWorkerThreadRunning() const;
+    // For a worker that owns this Controller (holds it as a member) and is deleted by its own owner: the
+    // thread must then not delete the worker as it finishes, or the worker would be destroyed twice, once
+    // on its thread while its owner is still destroying it. Call on this Controller's thread.
+    void keepWorker();
 
 signals:
     // Emitted once, by the constructor, on the Controller's thread and under no lock; reaches the worker's
@@ -47,6 +51,7 @@ private:
     QThread workerThread;
     Worker* worker;
     bool initialized;
+    QMetaObject::Connection workerDeletion;
 };
 
 } // namespace threading
