@@ -18,7 +18,7 @@ echo "== Tests under sanitizers"
 export ASAN_OPTIONS=abort_on_error=1:detect_leaks=1:strict_init_order=1:detect_stack_use_after_return=1
 export LSAN_OPTIONS=suppressions=$root/scripts/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
-(cd "$root/build/sanitize" && ctest --output-on-failure --timeout 1800)
+(cd "$root/build/sanitize" && ctest --output-on-failure --timeout 1800 --label-exclude soak)
 
 echo "== Fuzzing the packet path (libFuzzer, AddressSanitizer, UndefinedBehaviorSanitizer)"
 CC=clang CXX=clang++ "$root/scripts/build.sh" fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSONACORE_BUILD_FUZZERS=ON \

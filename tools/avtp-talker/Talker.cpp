@@ -99,6 +99,15 @@ bool Talker::run(const volatile std::sig_atomic_t& stopRequested, std::string& e
         // A page fault in the loop would cost more than the whole period of a frame.
         ::mlockall(MCL_CURRENT | MCL_FUTURE);
     }
+    // Frames sent from one processor stay in order on a veth pair, whose far end takes them up in per-processor
+    // queues: a talker that migrated between processors could have its frames overtake each other.
+    const int cpu = ::sched_getcpu();
+    if (cpu >= 0) {
+        cpu_set_t cpus;
+        CPU_ZERO(&cpus);
+        CPU_SET(cpu, &cpus);
+        ::sched_setaffinity(0, sizeof cpus, &cpus);
+    }
     // The default timer slack of 50 us would make every wake-up late by up to that much.
     ::prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
 
