@@ -34,6 +34,8 @@ void AvbAudioBuffer::writeSample(const float* sample) {
     const std::uint64_t amount = bufferConfiguration->getClockSignalingSampleAmount();
     if (amount != 0 && samplesSinceSignal == amount) {
         signaledPosition = writePosition;
+        ++signalSerial;
+        signalPositions[signalSerial % signalHistory] = writePosition;
         emit bufferAmountAvailable(bufferName, static_cast<std::size_t>(amount));
         samplesSinceSignal = 0;
     }
@@ -59,6 +61,17 @@ std::vector<float> AvbAudioBuffer::fetchSignaledSamples(std::uint64_t amount) {
 std::vector<float> AvbAudioBuffer::fetchSamples(std::uint64_t amount, std::uint64_t position) {
     std::lock_guard<std::mutex> lock(bufferMutex);
     return fetchLocked(amount, position);
+}
+
+std::uint64_t AvbAudioBuffer::getSignalSerial() const {
+    std::lock_guard<std::mutex> lock(bufferMutex);
+    return signalSerial;
+}
+
+std::vector<float> AvbAudioBuffer::fetchSignaledSamples(std::uint64_t amount, std::uint64_t serial) {
+    std::lock_guard<std::mutex> lock(bufferMutex);
+    const bool kept = serial != 0 && serial <= signalSerial && signalSerial - serial < signalHistory;
+    return fetchLocked(amount, kept ? signalPositions[serial % signalHistory] : signaledPosition);
 }
 
 std::vector<float> AvbAudioBuffer::fetchLocked(std::uint64_t amount, std::uint64_t position) {

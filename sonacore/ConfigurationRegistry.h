@@ -1,6 +1,7 @@
 #pragma once
 
 #include "process/ProcessorConfigBase.h"
+#include "process/WaveformConfig.h"
 #include "sonacore/BufferConfiguration.h"
 #include "sonacore/DeviceConfiguration.h"
 #include "sonacore/ProcessConfiguration.h"
@@ -17,7 +18,7 @@ extern std::vector<ProcessConfiguration*> processConfigurations;
 extern std::vector<DeviceConfiguration*> deviceConfigurations;
 extern std::vector<BufferConfiguration*> bufferConfigurations;
 extern std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
-extern std::vector<process::ProcessorConfigBase*> waveformConfigurations;
+extern std::vector<process::WaveformConfig*> waveformConfigurations;
 extern std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
 
 } // namespace sonacore::registry

@@ -196,3 +196,30 @@ TEST(AvbAudioBuffer, ConcurrentWriterAndReadersSeeConsistentOrderedWindows) {
     writer.join();
     EXPECT_GT(windows, 0);
 }
+
+TEST(AvbAudioBuffer, SignalSerialsCountEverySignalAndKeepTheirBlocks) {
+    sonacore::BufferConfiguration configuration("buf", 64, 4);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    EXPECT_EQ(buffer.getSignalSerial(), 0U);
+    buffer.writeSamples(range(1, 13));
+    EXPECT_EQ(buffer.getSignalSerial(), 3U);
+    EXPECT_EQ(buffer.fetchSignaledSamples(4, 1), (Samples{1, 2, 3, 4}));
+    EXPECT_EQ(buffer.fetchSignaledSamples(4, 2), (Samples{5, 6, 7, 8}));
+    EXPECT_EQ(buffer.fetchSignaledSamples(4, 3), (Samples{9, 10, 11, 12}));
+    // A serial not yet sent, or 0, gives the latest block.
+    EXPECT_EQ(buffer.fetchSignaledSamples(4, 4), (Samples{9, 10, 11, 12}));
+    EXPECT_EQ(buffer.fetchSignaledSamples(4, 0), (Samples{9, 10, 11, 12}));
+}
+
+TEST(AvbAudioBuffer, SignalsOlderThanTheHistoryGiveTheLatestBlock) {
+    sonacore::BufferConfiguration configuration("buf", 8, 1);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    for (std::uint64_t index = 0; index < avb::AvbAudioBuffer::signalHistory + 2; ++index) {
+        const float sample = static_cast<float>(index);
+        buffer.writeSample(&sample);
+    }
+    const float latest = static_cast<float>(avb::AvbAudioBuffer::signalHistory + 1);
+    EXPECT_EQ(buffer.fetchSignaledSamples(1, 1), Samples{latest});
+    const auto recent = avb::AvbAudioBuffer::signalHistory;
+    EXPECT_EQ(buffer.fetchSignaledSamples(1, recent), Samples{static_cast<float>(recent - 1)});
+}

@@ -1,0 +1,88 @@
+#include "engine/processing/ProcessorEngine.h"
+
+#include "engine/processing/ProcessorHandle.h"
+#include "engine/processing/ProcessorSocket.h"
+#include "exceptions/SonaCoreException.h"
+#include "process/ProcessorConfigBase.h"
+#include "sonacore/IProcessorHandle.h"
+#include "sonacore/Log.h"
+#include "sonacore/ProcessConfiguration.h"
+
+namespace engine::processing {
+
+ProcessorEngine::ProcessorEngine() = default;
+
+ProcessorEngine::~ProcessorEngine() {
+    for (auto& [uniqueId, socket] : processorSockets) {
+        delete socket;
+        socket = nullptr;
+    }
+    sonacore::log::debug("~ProcessorEngine", "Processor sockets cleared!");
+    sonacore::log::debug("~ProcessorEngine", "Deleted!");
+}
+
+std::string ProcessorEngine::makeUniqueId(const sonacore::ProcessConfiguration& processConfiguration) {
+    return processConfiguration.getProcessorConfig()->getProcessorType() + "_" +
+           processConfiguration.getStreamDevice() + "_" +
+           std::to_string(static_cast<unsigned>(processConfiguration.getAudioChannel()));
+}
+
+ProcessorHandle* ProcessorEngine::addProcessor(const sonacore::ProcessConfiguration& processConfiguration,
+                                               avb::AvbAudioBuffer* buffer) {
+    process::ProcessorConfigBase& configuration = *processConfiguration.getProcessorConfig();
+    const std::string name = processConfiguration.getName();
+    const std::string uniqueId = makeUniqueId(processConfiguration);
+
+    if (processorSockets.find(uniqueId) != processorSockets.end()) {
+        const std::string message =
+            "Processor for the given process configuration '" + name + "' already exists";
+        sonacore::log::warning("addProcessor", message, " by processor unique ID: ", uniqueId);
+        throw exceptions::ProcessorAlreadyExists(message, uniqueId);
+    }
+
+    process::Processor* processor = processorFactory.createProcessor(name, configuration, *buffer);
+    auto* socket = new ProcessorSocket(name, uniqueId, processor);
+    processorSockets.emplace(uniqueId, socket);
+    sonacore::log::debug("addProcessor", "Successfully added new Processor instance '", name,
+                         "' for streaming device '", processConfiguration.getStreamDevice(),
+                         "' processing channel: ", processConfiguration.getAudioChannel());
+    return processorHandleManager.bindHandle(socket);
+}
+
+void ProcessorEngine::removeProcessor(sonacore::ihandles::IProcessorHandle* processorHandle) {
+    const std::string uniqueId = processorHandle->getUniqueId();
+    const auto found = processorSockets.find(uniqueId);
+    if (found == processorSockets.end()) {
+        sonacore::log::raise<exceptions::ResourceNotAvailable>(
+            "removeProcessor", "ProcessorSocket for the given processor handle (unique ID '" + uniqueId +
+                                   "') don't " + "exists! Processor cannot be removed");
+    }
+    // Unbinding first takes the handle's links away, so nothing reaches the socket while it ends.
+    processorHandleManager.deactivateProcessorHandle(found->second);
+    delete found->second;
+    processorSockets.erase(found);
+}
+
+process::ProcessConnection*
+ProcessorEngine::getProcessConnection(sonacore::ihandles::IProcessorHandle* processorHandle) {
+    const std::string uniqueId = processorHandle->getUniqueId();
+    const auto found = processorSockets.find(uniqueId);
+    if (found == processorSockets.end()) {
+        sonacore::log::raise<exceptions::ResourceNotAvailable>(
+            "getProcessConnection", "ProcessorSocket for the given processor handle unique ID '" + uniqueId +
+                                        "' don't exists! Process connection cannot be found!");
+    }
+    return found->second->getProcessConnection();
+}
+
+void ProcessorEngine::stop() {
+    processorHandleManager.stopAllHandles();
+    sonacore::log::debug("stop", "Processor engine stopped!");
+}
+
+ProcessorSocket* ProcessorEngine::findSocket(const std::string& uniqueId) const {
+    const auto found = processorSockets.find(uniqueId);
+    return found == processorSockets.end() ? nullptr : found->second;
+}
+
+} // namespace engine::processing

@@ -1,0 +1,72 @@
+#pragma once
+
+#include "engine/processing/ProcessorFactory.h"
+#include "engine/processing/ProcessorHandle.h"
+#include "engine/processing/ProcessorHandleManager.h"
+#include "process/ProcessConnection.h"
+
+#include <map>
+#include <string>
+
+namespace avb {
+class AvbAudioBuffer;
+} // namespace avb
+
+namespace sonacore {
+class ProcessConfiguration;
+} // namespace sonacore
+
+namespace engine::processing {
+
+class ProcessorSocket;
+
+// Owns every running processor: one socket per processor unique ID (processor type "_" streaming device "_"
+// channel), and the handles the host holds for them.
+//
+// Thread affinity: the host's thread. All operations run there and the tables are plain maps; the host or the
+// core serialises the calls. Only the calculations run elsewhere, on each processor's worker thread, and they
+// touch no table. Results reach the host as queued calls on this thread, so it must run a Qt event loop.
+//
+// Ownership: owns the sockets (and through them the processors) and, through the handle manager, the
+// handles. Owns neither configurations nor buffers: both must outlive the processors that use them.
+class ProcessorEngine {
+public:
+    ProcessorEngine();
+    // Deletes every socket in key order (each stops and ends its processor), logs "~ProcessorEngine"
+    // "Processor sockets cleared!" and "Deleted!", then the handles go with the manager.
+    ~ProcessorEngine();
+
+    ProcessorEngine(const ProcessorEngine&) = delete;
+    ProcessorEngine& operator=(const ProcessorEngine&) = delete;
+
+    // Builds the processor of the configuration's processor type on the buffer, runs it on a thread of its
+    // own, inactive, and returns its handle: a new one, or the earlier handle of the same unique ID bound
+    // again. The host starts it through the handle.
+    // Failures, each after a warning and with the tables unchanged: a processor of the same unique ID exists
+    // (exceptions::ProcessorAlreadyExists, whatever the configuration's name); no processor of that type can
+    // be built on a buffer (exceptions::InstanceNotCreateable); the processor configuration is of another
+    // class than its type says (exceptions::InstanceNotConvertable).
+    ProcessorHandle* addProcessor(const sonacore::ProcessConfiguration& processConfiguration,
+                                  avb::AvbAudioBuffer* buffer);
+    // Unbinds the handle's processor from it, then ends and deletes the processor; it need not be stopped
+    // first. The handle stays valid, unbound. An unknown unique ID throws exceptions::ResourceNotAvailable.
+    void removeProcessor(sonacore::ihandles::IProcessorHandle* processorHandle);
+    // Where the results of the handle's processor arrive; valid until the processor is removed. An unknown
+    // unique ID throws exceptions::ResourceNotAvailable.
+    process::ProcessConnection* getProcessConnection(sonacore::ihandles::IProcessorHandle* processorHandle);
+    // Stops every processor through its handle and logs "stop" "Processor engine stopped!". Removes nothing;
+    // a later start through a handle works.
+    void stop();
+
+    // The socket of a unique ID, or null.
+    ProcessorSocket* findSocket(const std::string& uniqueId) const;
+    // The unique ID a processor of this configuration gets.
+    static std::string makeUniqueId(const sonacore::ProcessConfiguration& processConfiguration);
+
+private:
+    ProcessorFactory processorFactory;
+    ProcessorHandleManager processorHandleManager;
+    std::map<std::string, ProcessorSocket*> processorSockets;
+};
+
+} // namespace engine::processing
