@@ -7,6 +7,7 @@
 #include "sonacore/Log.h"
 #include "version/VersionInfo.h"
 
+#include <QCoreApplication>
 #include <QMetaType>
 
 #include <cstddef>
@@ -25,7 +26,7 @@ std::vector<ProcessConfiguration*> processConfigurations;
 std::vector<DeviceConfiguration*> deviceConfigurations;
 std::vector<BufferConfiguration*> bufferConfigurations;
 std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
-std::vector<process::ProcessorConfigBase*> waveformConfigurations;
+std::vector<process::WaveformConfig*> waveformConfigurations;
 std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
 } // namespace sonacore::registry
 
@@ -66,6 +67,11 @@ namespace sonacore {
 
 SonaCore::SonaCore() : QObject(nullptr) {
     registerMetaTypes();
+    connect(&streamingEngine, &engine::streaming::StreamingEngine::message, this, &SonaCore::relayMessage,
+            Qt::AutoConnection);
+    // A host that ends without destroy() must not hang at exit: capture loops hold threads of the global
+    // pool, which waits for them as the application ends. Stopping never blocks.
+    qAddPostRoutine([] { core.stopEngines(); });
 }
 
 SonaCore::~SonaCore() {
@@ -75,6 +81,11 @@ SonaCore::~SonaCore() {
         source = nullptr;
     }
     log::debug("~SonaCore", "Metering data sources cleared!");
+}
+
+void SonaCore::stopEngines() {
+    processorEngine.stop();
+    streamingEngine.stop();
 }
 
 void SonaCore::registerMetaTypes() {
@@ -87,20 +98,34 @@ void SonaCore::registerMetaTypes() {
 }
 
 ihandles::INetworkReceiverHandle* SonaCore::addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) {
-    static_cast<void>(dynamic_cast<StreamConfiguration&>(streamConfiguration));
-    log::raise<exceptions::InstanceNotCreateable>("addRemoteStreamReceiver",
-                                                  "Stream reception is not available in this build");
+    auto& configuration = dynamic_cast<StreamConfiguration&>(streamConfiguration);
+    streamingEngine.addRemoteStreamReceiver(configuration);
+    return &streamingEngine.getNetworkDeviceHandle(configuration.getNetworkDeviceInfo()->getDeviceName());
 }
 
 ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& processConfiguration) {
-    static_cast<void>(dynamic_cast<ProcessConfiguration&>(processConfiguration));
-    log::raise<exceptions::InstanceNotCreateable>("addProcessor", "Processing is not available in this build");
+    // The buffer is looked up first, so that an unknown device or channel throws before anything exists.
+    avb::AvbAudioBuffer* buffer =
+        streamingEngine.getAudioBuffer(processConfiguration.getStreamDevice(), processConfiguration.getAudioChannel());
+    auto& configuration = dynamic_cast<ProcessConfiguration&>(processConfiguration);
+    engine::processing::ProcessorHandle* handle = processorEngine.addProcessor(configuration, buffer);
+
+    auto source = std::make_unique<MeteringDataSource>(configuration.getName());
+    processorEngine.getProcessConnection(handle)->setCallbackMethod(source->getChannelCallback());
+    const auto [entry, inserted] = meteringDataSources.emplace(handle->getUniqueId(), source.get());
+    static_cast<void>(entry);
+    if (inserted) {
+        source.release();
+    } else {
+        unmappedSources.push_back(std::move(source));
+    }
+    return handle;
 }
 
 void SonaCore::removeProcessor(ihandles::IProcessorHandle& processorHandle) {
-    log::raise<exceptions::ResourceNotAvailable>(
-        "removeProcessor", "No processor is available for processor handle unique ID: " +
-                               processorHandle.getUniqueId());
+    // The metering source stays in the map: it lives on until the core ends.
+    static_cast<void>(dynamic_cast<engine::processing::ProcessorHandle&>(processorHandle));
+    processorEngine.removeProcessor(&processorHandle);
 }
 
 IMeteringDataSource* SonaCore::getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) {
@@ -129,6 +154,7 @@ void SonaCore::relayMessage(std::shared_ptr<BaseMessage> message) {
 
 void SonaCore::destroy() {
     log::debug("destroy", "SonaCore data will be deleted!");
+    stopEngines();
     // Each kind goes before the kinds it refers to: stream before device, process before processor
     // configurations, device before buffer.
     log::debug("destroy", "Deleting stream configurations...");

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "engine/processing/ProcessorEngine.h"
+#include "engine/streaming/StreamingEngine.h"
 #include "sonacore/BaseMessage.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/MeteringDataSource.h"
@@ -10,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace sonacore {
 
@@ -31,16 +34,24 @@ public:
     // through an automatic connection, so a message raised on another thread arrives here queued.
     void relayMessage(std::shared_ptr<BaseMessage> message);
 
-    // Deletes every configuration object of the registries, each kind before the kinds it refers to.
+    // Stops all processors, then all capture, then deletes every configuration object of the registries, each
+    // kind before the kinds it refers to.
     void destroy();
+    // Stops processing and capture without waiting; the engines stay in place.
+    void stopEngines();
 
     // Registers the types that cross threads by queued signal, under the names the signals use.
     static void registerMetaTypes();
 
 private:
+    engine::streaming::StreamingEngine streamingEngine;
+    engine::processing::ProcessorEngine processorEngine;
     // Keyed by a processor handle's unique ID; the map owns the sources.
     std::map<std::string, MeteringDataSource*> meteringDataSources;
     std::function<void(std::shared_ptr<imessages::IBaseMessage>)> messageReceiver;
+    // A source made for an ID that the map held already. Unique IDs make this impossible in use; the source
+    // is kept rather than deleted because its processor's connection refers to it.
+    std::vector<std::unique_ptr<MeteringDataSource>> unmappedSources;
 };
 
 } // namespace sonacore

@@ -16,6 +16,8 @@ unexpected=$(printf '%s\n' "$symbols" \
     | sed -E 's/^(vtable for |typeinfo for |typeinfo name for |VTT for |non-virtual thunk to |virtual thunk to )//' \
     | grep -v -E "$public" || true)
 primitives=$(printf '%s\n' "$symbols" | grep -E '^ipp' || true)
+# Type information of plain function types (as std::function keeps it) belongs to no class of ours.
+unexpected=$(printf '%s\n' "$unexpected" | grep -v -E '^[a-z]+ (\(\*\))?\([a-z, ]*\)$' || true)
 
 if [ -n "$unexpected$primitives" ]; then
     echo "The library exports symbols that are not part of its public interface:"
