@@ -4,7 +4,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/setup.sh"
-"$root/scripts/build.sh" bench -DCMAKE_BUILD_TYPE=Release -DSONACORE_BUILD_TESTS=OFF -DSONACORE_BUILD_TOOLS=OFF \
+"$root/scripts/build.sh" bench -DCMAKE_BUILD_TYPE=Release -DSONACORE_BUILD_TESTS=OFF -DSONACORE_BUILD_TOOLS=ON \
     -DSONACORE_BUILD_BENCHMARKS=ON >/dev/null
 for program in $(find "$root/build/bench/bench" -maxdepth 2 -type f -perm -u+x -name '*_benchmark' | sort); do
     echo "== $(basename "$program")"

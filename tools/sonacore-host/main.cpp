@@ -1,28 +1,62 @@
-// sonacore-host: a host program built only on the library's public interface.
+// sonacore-host: live level meters on IEEE 1722 audio streams, built only on the library's public interface.
 //
-// It prints the library's version, checks that the interface it was compiled against fits, and lists the
-// machine's capture adapters numbered from 1, the numbers a host uses to pick the adapter to listen on.
+// With no arguments it runs a self-contained demo: it creates a private network namespace with a veth pair,
+// starts our AVTP talker inside it sending a 1 kHz full-scale sine and a 440 Hz half-scale sine, captures on
+// the other end through the library, and for about ten seconds shows per-channel peak and RMS levels in dBFS
+// computed from the delivered waveforms. Everything it created is removed at the end, also on Ctrl-C.
+// The demo needs root (it creates a namespace).
 //
-// Run: sonacore-host            (or: sonacore-host --list)
+// Run: sonacore-host                         the built-in demo
+//      sonacore-host --list                  the capture adapters, numbered from 1
+//      sonacore-host --adapter eth1 --mac 00:a0:c9:11:22:33 [--channels 2] [--duration 30] ...
+//      sonacore-host --help                  every option
+#include "HostOptions.h"
+#include "LevelMeter.h"
+#include "MeterDisplay.h"
+#include "NetworkSandbox.h"
+
+#include "exceptions/SonaCoreException.h"
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
+#include "sonacore/IChannelAmountChanged.h"
+#include "sonacore/IStatusMessage.h"
+#include "sonacore/IWaveformConfig.h"
 #include "version/LibraryVersion.h"
 
 #include <QCoreApplication>
+#include <QTimer>
 
+#include <csignal>
 #include <cstdint>
 #include <iostream>
+#include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
-// The interface version this program was written against.
 constexpr unsigned int hostInterfaceVersion = 101;
 
+volatile std::sig_atomic_t interrupted = 0;
+
+void onSignal(int) {
+    interrupted = 1;
+}
+
+// The library logs its progress at debug level; only its warnings are shown, on standard error.
+void libraryLog(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type != QtDebugMsg && type != QtInfoMsg) {
+        std::cerr << "sonacore: " << message.toStdString() << "\n";
+    }
+}
+
+// After the library has been torn down, its remaining lines (the capture ending as the program exits) are
+// of no interest to the user.
+void silentLog(QtMsgType, const QMessageLogContext&, const QString&) {}
+
 void printAdapters(sonacore::INetworkDeviceManager& manager) {
-    const std::uint64_t count = manager.getDeviceCount();
-    std::cout << "Capture adapters: " << count << "\n";
-    for (std::uint64_t number = 1; number <= count; ++number) {
+    std::cout << "Capture adapters:\n";
+    for (std::uint64_t number = 1; number <= manager.getDeviceCount(); ++number) {
         const sonacore::INetworkDeviceInfo& adapter = manager.getDeviceInfo(number);
         std::cout << "  " << number << ". " << adapter.getDeviceName();
         if (!adapter.isDescriptionMissing()) {
@@ -32,28 +66,164 @@ void printAdapters(sonacore::INetworkDeviceManager& manager) {
     }
 }
 
-} // namespace
+// The adapter by number or by name; null with a sentence when there is none.
+sonacore::INetworkDeviceInfo* findAdapter(sonacore::INetworkDeviceManager& manager, const std::string& wanted) {
+    for (std::uint64_t number = 1; number <= manager.getDeviceCount(); ++number) {
+        sonacore::INetworkDeviceInfo& adapter = manager.getDeviceInfo(number);
+        if (adapter.getDeviceName() == wanted || std::to_string(number) == wanted) {
+            return &adapter;
+        }
+    }
+    return nullptr;
+}
 
-int main(int argc, char** argv) {
-    // The library logs through Qt; keep its progress lines out of this program's output.
-    qSetMessagePattern("%{if-debug}%{endif}%{if-warning}sonacore: %{message}%{endif}");
-    QCoreApplication application(argc, argv);
+int run(const host::HostOptions& options) {
+    ISonaCore* core = ISonaCore::createInstance();
+    core->setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
+        if (message->getMessageClass() == "StatusMessage") {
+            std::cerr << "status: " << message->getMessageId() << ": " << message->getMessageText() << "\n";
+        } else if (message->getMessageClass() == "ChannelAmountChanged") {
+            auto change = std::dynamic_pointer_cast<sonacore::imessages::IChannelAmountChanged>(message);
+            std::cerr << "status: " << message->getMessageId() << " now sends "
+                      << static_cast<std::int32_t>(change->getChannelAmountAfter()) << " channels\n";
+        }
+    });
 
-    const bool compatible = vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion);
-    std::cout << "SonaCore library " << vq::sonaCoreLib::getVersion() << ", interface version "
-              << vq::sonaCoreLib::getInterfaceVersion() << "\n";
-    std::cout << ISonaCore::getVersion()->toString() << "\n";
-    std::cout << "Interface version " << hostInterfaceVersion << ": "
-              << (compatible ? "compatible" : "NOT compatible") << "\n";
-    if (!compatible) {
+    sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
+    // The sandbox's interface appeared after the library listed the adapters at load.
+    manager->scanDevices();
+    sonacore::INetworkDeviceInfo* adapter = findAdapter(*manager, options.adapter);
+    if (adapter == nullptr) {
+        std::cerr << "There is no capture adapter '" << options.adapter
+                  << "': run 'sonacore-host --list' to see the adapters and their numbers.\n";
+        return 2;
+    }
+
+    auto* buffer = options.clockPeriodMs > 0
+                       ? sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize)
+                       : sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize,
+                                                                        options.signalingAmount);
+    auto* device = sonacore::IDeviceConfiguration::createInstance("host device", *buffer, options.sampleSize,
+                                                                  options.channels, options.samplesPerFrame);
+    auto* stream = sonacore::IStreamConfiguration::createInstance("host stream", options.deviceKey, *adapter, *device);
+
+    sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
+    try {
+        receiver = core->addRemoteStreamReceiver(*stream);
+    } catch (const exceptions::InstanceNotCreateable&) {
+        std::cerr << "Cannot capture on '" << adapter->getDeviceName()
+                  << "': run as root, or give this program the right to capture (setcap "
+                     "cap_net_raw,cap_net_admin+ep sonacore-host).\n";
+        ISonaCore::destroy();
         return 1;
     }
 
-    ISonaCore* core = ISonaCore::createInstance();
-    sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
-    printAdapters(*manager);
+    host::MeterDisplay display(options.meteredChannels, options.fullScale);
+    std::vector<sonacore::ihandles::IProcessorHandle*> processors;
+    const std::uint64_t window = options.clockPeriodMs > 0 ? options.bufferSize / 4 : options.signalingAmount;
+    for (const unsigned channel : options.meteredChannels) {
+        auto* waveform =
+            options.clockPeriodMs > 0
+                ? sonacore::iprocess::IWaveformConfig::createInstance("meter " + std::to_string(channel), window,
+                                                                      options.clockPeriodMs)
+                : sonacore::iprocess::IWaveformConfig::createInstance("meter " + std::to_string(channel), window);
+        auto* process = sonacore::IProcessConfiguration::createInstance(
+            "channel " + std::to_string(channel), *waveform, options.deviceKey, static_cast<unsigned char>(channel));
+        sonacore::ihandles::IProcessorHandle* handle = core->addProcessor(*process);
+        core->getMeteringDataSource(*handle)->bindChannelCallback(
+            [&display, channel, window](sonacore::IChannelData& data) {
+                // The first delivery holds zero points in front of the block; only the block is metered.
+                const std::vector<double> y = data.getVectorData().getY();
+                const std::size_t skip = y.size() > window ? y.size() - window : 0;
+                display.update(channel, host::LevelMeter::measure(y.data() + skip, y.size() - skip));
+            });
+        processors.push_back(handle);
+    }
+    for (auto* handle : processors) {
+        handle->start();
+    }
+    receiver->start();
 
+    QTimer stopper;
+    stopper.setSingleShot(true);
+    QObject::connect(&stopper, &QTimer::timeout, QCoreApplication::instance(), &QCoreApplication::quit,
+                     Qt::DirectConnection);
+    stopper.start(static_cast<int>(options.durationSeconds * 1000));
+    QTimer interruption;
+    QObject::connect(&interruption, &QTimer::timeout, QCoreApplication::instance(),
+                     [] {
+                         if (interrupted != 0) {
+                             QCoreApplication::quit();
+                         }
+                     },
+                     Qt::DirectConnection);
+    interruption.start(50);
+    QTimer redraw;
+    QObject::connect(&redraw, &QTimer::timeout, &redraw, [&display] { display.draw(); }, Qt::DirectConnection);
+    redraw.start(100);
+
+    QCoreApplication::exec();
+    display.finish();
     ISonaCore::destroy();
-    static_cast<void>(core);
+    qInstallMessageHandler(silentLog);
+    if (!display.sawData()) {
+        std::cerr << "No audio arrived from " << options.deviceKey << " on " << adapter->getDeviceName()
+                  << ": check the stream's source address (--mac) and the adapter.\n";
+        return 3;
+    }
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    qInstallMessageHandler(libraryLog);
+    QCoreApplication application(argc, argv);
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
+
+    host::HostOptions options;
+    std::string error;
+    if (!host::HostOptions::parse(argc, argv, options, error)) {
+        std::cerr << error << "\n";
+        return 2;
+    }
+    if (options.help) {
+        std::cout << host::HostOptions::usage();
+        return 0;
+    }
+
+    std::cout << "SonaCore " << vq::sonaCoreLib::getVersion() << ", interface " << vq::sonaCoreLib::getInterfaceVersion()
+              << (vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion) ? " (compatible)"
+                                                                                           : " (NOT compatible)")
+              << "\n";
+    if (!vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion)) {
+        std::cerr << "This program was built for interface version " << hostInterfaceVersion
+                  << " of the library: rebuild it against the installed headers.\n";
+        return 1;
+    }
+    if (options.list) {
+        printAdapters(*sonacore::INetworkDeviceManager::createInstance());
+        return 0;
+    }
+
+    std::unique_ptr<host::NetworkSandbox> sandbox;
+    if (options.adapter.empty()) {
+        sandbox = host::NetworkSandbox::create(options, error);
+        if (!sandbox) {
+            std::cerr << error << "\n";
+            return 1;
+        }
+        options.adapter = sandbox->captureInterface();
+        std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
+                  << sandbox->talkerInterface() << ", captured on " << sandbox->captureInterface() << " for "
+                  << options.durationSeconds << " s. Ctrl-C ends it early.\n";
+    }
+    try {
+        return run(options);
+    } catch (const std::exception& failure) {
+        std::cerr << "The library refused the set-up: " << failure.what() << "\n";
+        ISonaCore::destroy();
+        return 1;
+    }
 }

@@ -1,0 +1,283 @@
+// End-to-end figures of the library, as a host sees it: our talker sends at the real rate of 8000 frames per
+// second in a private network namespace, the library captures on the other end of a veth pair, and waveform
+// processors deliver to the host's callbacks.
+//
+// - latency: from the kernel's capture time of the frame that completes a signalled block (external clock,
+//   signalling amount 48) to the host's callback for that block; median and 99th percentile. A second libpcap
+//   handle on the same interface reads the capture times, matched by the counter signal's values.
+// - CPU: the process's CPU time per second of stream, for 2 and 8 channels with a waveform processor on every
+//   channel, without the second handle. The talker runs in its own process and is not counted.
+//
+// Run as root: scripts/run-benchmarks.sh --benchmark_filter=endToEnd
+#include "sonacore/INetworkDeviceManager.h"
+#include "sonacore/ISonaCore.h"
+#include "sonacore/IWaveformConfig.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+#include <benchmark/benchmark.h>
+#include <pcap/pcap.h>
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+extern char** environ;
+
+namespace {
+
+void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
+
+bool shell(const std::string& command) {
+    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+double now() {
+    timespec time{};
+    clock_gettime(CLOCK_REALTIME, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+double cpuSeconds() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) * 1e-6;
+}
+
+// A namespace with a veth pair, and the talker inside it; all removed again by the destructor.
+struct Sandbox {
+    // The library keeps a receiver per interface name for its whole life, so each run has interfaces of its
+    // own names.
+    explicit Sandbox(int run) {
+        const std::string id = std::to_string(getpid()) + "r" + std::to_string(run);
+        name = "sonacore-bench-" + id;
+        capture = "scb" + id + "h";
+        talkerEnd = "scb" + id + "t";
+        ready = shell("ip netns add " + name) &&
+                shell("ip link add " + capture + " type veth peer name " + talkerEnd + " netns " + name) &&
+                shell("ip link set " + capture + " up") && shell("ip -n " + name + " link set " + talkerEnd + " up");
+    }
+    ~Sandbox() {
+        stopTalker();
+        shell("ip link del " + capture);
+        shell("ip netns del " + name);
+    }
+    void startTalker(const std::string& key, unsigned channels, double seconds) {
+        const std::string mac = key.substr(0, 2) + ":" + key.substr(2, 2) + ":" + key.substr(4, 2) + ":" +
+                                key.substr(6, 2) + ":" + key.substr(8, 2) + ":" + key.substr(10, 2);
+        std::vector<std::string> arguments{"ip", "netns", "exec", name, SONACORE_TALKER_PATH, "--interface", talkerEnd,
+                                           "--source-mac", mac, "--channels", std::to_string(channels),
+                                           "--signal", "counter", "--duration", std::to_string(seconds)};
+        std::vector<char*> argv;
+        for (auto& argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
+        posix_spawnp(&talker, "ip", nullptr, nullptr, argv.data(), environ);
+    }
+    void stopTalker() {
+        if (talker > 0) {
+            kill(talker, SIGTERM);
+            waitpid(talker, nullptr, 0);
+            talker = -1;
+        }
+    }
+    std::string name;
+    std::string capture;
+    std::string talkerEnd;
+    bool ready = false;
+    pid_t talker = -1;
+};
+
+// Capture times of frames, by the counter value of their first sample on channel 0.
+struct SideCapture {
+    explicit SideCapture(const std::string& interface) {
+        char error[PCAP_ERRBUF_SIZE] = {};
+        handle = pcap_create(interface.c_str(), error);
+        pcap_set_snaplen(handle, 128);
+        pcap_set_immediate_mode(handle, 1);
+        pcap_set_buffer_size(handle, 16 << 20);
+        pcap_activate(handle);
+        thread = std::thread([this] {
+            pcap_loop(handle, 0,
+                      [](unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
+                          auto* self = reinterpret_cast<SideCapture*>(user);
+                          if (header->caplen < 40 || frame[12] != 0x22 || frame[13] != 0xf0) {
+                              return;
+                          }
+                          const auto counter = static_cast<std::uint16_t>((frame[38] << 8) | frame[39]);
+                          std::lock_guard<std::mutex> lock(self->mutex);
+                          self->frames.emplace_back(
+                              static_cast<double>(header->ts.tv_sec) + header->ts.tv_usec * 1e-6, counter);
+                      },
+                      reinterpret_cast<unsigned char*>(this));
+        });
+    }
+    ~SideCapture() {
+        pcap_breakloop(handle);
+        thread.join();
+        pcap_close(handle);
+    }
+    pcap_t* handle = nullptr;
+    std::thread thread;
+    std::mutex mutex;
+    // Capture time and first counter value of every frame, in the order of capture.
+    std::vector<std::pair<double, std::uint16_t>> frames;
+};
+
+struct Run {
+    std::vector<double> latencies;
+    double cpuPerSecond = 0;
+};
+
+// Streams `channels` channels for `seconds` at the real rate, with a waveform processor on every channel.
+Run stream(benchmark::State& state, unsigned channels, double seconds, bool measureLatency) {
+    Run run;
+    // Streams are never removed from the library, so each run sends from its own address.
+    static int runs = 0;
+    const int runNumber = runs++;
+    Sandbox sandbox(runNumber);
+    if (!sandbox.ready) {
+        state.SkipWithError("needs root to create a network namespace and a veth pair");
+        return run;
+    }
+    ISonaCore* core = ISonaCore::createInstance();
+    auto* manager = sonacore::INetworkDeviceManager::createInstance();
+    manager->scanDevices();
+    sonacore::INetworkDeviceInfo* adapter = nullptr;
+    for (std::uint64_t number = 1; number <= manager->getDeviceCount(); ++number) {
+        if (manager->getDeviceInfo(number).getDeviceName() == sandbox.capture) {
+            adapter = &manager->getDeviceInfo(number);
+        }
+    }
+    const std::string key = "00a0c91122" + std::to_string(10 + runNumber);
+    auto* buffer = sonacore::IBufferConfiguration::createInstance("bench", 48000, 48);
+    auto* device = sonacore::IDeviceConfiguration::createInstance("bench", *buffer, 2, channels, 6);
+    auto* streamConfiguration = sonacore::IStreamConfiguration::createInstance("bench", key, *adapter, *device);
+    auto* receiver = core->addRemoteStreamReceiver(*streamConfiguration);
+
+    std::vector<std::pair<double, std::uint16_t>> deliveries;
+    std::vector<sonacore::ihandles::IProcessorHandle*> handles;
+    for (unsigned channel = 0; channel < channels; ++channel) {
+        auto* waveform = sonacore::iprocess::IWaveformConfig::createInstance("bench", 48);
+        auto* process = sonacore::IProcessConfiguration::createInstance("bench", *waveform, key,
+                                                                         static_cast<unsigned char>(channel));
+        auto* handle = core->addProcessor(*process);
+        core->getMeteringDataSource(*handle)->bindChannelCallback([&deliveries, channel](sonacore::IChannelData& data) {
+            if (channel != 0) {
+                return;
+            }
+            const double time = now();
+            const auto y = data.getVectorData().getY();
+            if (!y.empty()) {
+                const auto last = static_cast<std::uint16_t>(static_cast<std::int16_t>(y.back() * 32768.0));
+                deliveries.emplace_back(time, last);
+            }
+        });
+        handle->start();
+        handles.push_back(handle);
+    }
+    std::unique_ptr<SideCapture> side;
+    if (measureLatency) {
+        side = std::make_unique<SideCapture>(sandbox.capture);
+    }
+    receiver->start();
+    sandbox.startTalker(key, channels, seconds + 1.0);
+
+    // The first second settles; the next `seconds` are measured.
+    double cpuStart = 0;
+    double wallStart = 0;
+    QTimer settle;
+    settle.setSingleShot(true);
+    QObject::connect(&settle, &QTimer::timeout, &settle, [&] {
+        cpuStart = cpuSeconds();
+        wallStart = now();
+        deliveries.clear();
+    }, Qt::DirectConnection);
+    QTimer end;
+    end.setSingleShot(true);
+    QObject::connect(&end, &QTimer::timeout, &end, [] { QCoreApplication::quit(); }, Qt::DirectConnection);
+    settle.start(1000);
+    end.start(static_cast<int>((seconds + 1.0) * 1000));
+    QCoreApplication::exec();
+    run.cpuPerSecond = (cpuSeconds() - cpuStart) / (now() - wallStart);
+
+    receiver->stop();
+    for (auto* handle : handles) {
+        handle->stop();
+    }
+    sandbox.stopTalker();
+    if (side) {
+        std::lock_guard<std::mutex> lock(side->mutex);
+        const auto& frames = side->frames;
+        for (const auto& [time, last] : deliveries) {
+            // The block ends with the last sample of a frame; that frame's first sample is five before it. The
+            // counter repeats every 65536 samples (1.4 s), so the match is the latest such frame captured
+            // before the callback.
+            const std::uint16_t first = static_cast<std::uint16_t>(last - 5);
+            auto position = std::upper_bound(frames.begin(), frames.end(), std::make_pair(time, std::uint16_t{0xffff}));
+            for (int steps = 0; position != frames.begin() && steps < 8000; ++steps) {
+                --position;
+                if (position->second == first) {
+                    run.latencies.push_back(time - position->first);
+                    break;
+                }
+            }
+        }
+    }
+    return run;
+}
+
+double percentile(std::vector<double> values, double fraction) {
+    if (values.empty()) {
+        return 0;
+    }
+    std::sort(values.begin(), values.end());
+    return values[static_cast<std::size_t>(fraction * static_cast<double>(values.size() - 1))];
+}
+
+void endToEndLatency(benchmark::State& state) {
+    for (auto _ : state) {
+        const Run run = stream(state, 2, 10.0, true);
+        state.counters["median_ms"] = percentile(run.latencies, 0.5) * 1e3;
+        state.counters["p99_ms"] = percentile(run.latencies, 0.99) * 1e3;
+        state.counters["max_ms"] = percentile(run.latencies, 1.0) * 1e3;
+        state.counters["blocks"] = static_cast<double>(run.latencies.size());
+    }
+}
+
+void endToEndCpu(benchmark::State& state) {
+    const auto channels = static_cast<unsigned>(state.range(0));
+    for (auto _ : state) {
+        const Run run = stream(state, channels, 10.0, false);
+        state.counters["cpu_percent_of_one_core"] = run.cpuPerSecond * 100.0;
+    }
+}
+
+} // namespace
+
+BENCHMARK(endToEndLatency)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+BENCHMARK(endToEndCpu)->Arg(2)->Arg(8)->ArgName("channels")->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+
+int main(int argc, char** argv) {
+    qInstallMessageHandler(quiet);
+    QCoreApplication application(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    ISonaCore::destroy();
+    return 0;
+}

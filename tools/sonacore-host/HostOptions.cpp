@@ -1,0 +1,159 @@
+#include "HostOptions.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <sstream>
+
+namespace host {
+namespace {
+
+bool parseNumber(const std::string& text, std::uint64_t minimum, std::uint64_t maximum, std::uint64_t& value) {
+    if (text.empty() || !std::isdigit(static_cast<unsigned char>(text[0]))) {
+        return false;
+    }
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long parsed = std::strtoull(text.c_str(), &end, 10);
+    if (errno != 0 || *end != '\0' || parsed < minimum || parsed > maximum) {
+        return false;
+    }
+    value = parsed;
+    return true;
+}
+
+// "00:a0:c9:11:22:33", "00-a0-c9-11-22-33" or "00a0c9112233" become "00a0c9112233".
+bool parseMac(const std::string& text, std::string& key) {
+    std::string digits;
+    for (const char character : text) {
+        if (character == ':' || character == '-') {
+            continue;
+        }
+        if (!std::isxdigit(static_cast<unsigned char>(character))) {
+            return false;
+        }
+        digits += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
+    if (digits.size() != 12) {
+        return false;
+    }
+    key = digits;
+    return true;
+}
+
+bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
+    std::vector<unsigned> parsed;
+    std::stringstream stream(text);
+    std::string item;
+    while (std::getline(stream, item, ',')) {
+        std::uint64_t channel = 0;
+        if (!parseNumber(item, 0, 255, channel)) {
+            return false;
+        }
+        parsed.push_back(static_cast<unsigned>(channel));
+    }
+    if (parsed.empty()) {
+        return false;
+    }
+    channels = parsed;
+    return true;
+}
+
+} // namespace
+
+bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string& error) {
+    bool channelsChosen = false;
+    for (int index = 1; index < argc; ++index) {
+        const std::string name = argv[index];
+        if (name == "--help" || name == "-h") {
+            options.help = true;
+            continue;
+        }
+        if (name == "--list") {
+            options.list = true;
+            continue;
+        }
+        if (index + 1 >= argc) {
+            error = "Unknown option or missing value '" + name + "': run 'sonacore-host --help' for the options.";
+            return false;
+        }
+        const std::string value = argv[++index];
+        bool good = true;
+        std::uint64_t number = 0;
+        if (name == "--adapter") {
+            options.adapter = value;
+            good = !value.empty();
+        } else if (name == "--mac") {
+            if (!parseMac(value, options.deviceKey)) {
+                error = "The MAC address '" + value +
+                        "' is malformed: give six hexadecimal bytes such as 00:a0:c9:11:22:33.";
+                return false;
+            }
+        } else if (name == "--channels") {
+            good = parseNumber(value, 1, 255, options.channels);
+        } else if (name == "--samples-per-frame") {
+            good = parseNumber(value, 1, 65535, options.samplesPerFrame);
+        } else if (name == "--sample-size") {
+            good = parseNumber(value, 1, 8, options.sampleSize);
+        } else if (name == "--buffer-size") {
+            good = parseNumber(value, 1, 100000000, options.bufferSize);
+        } else if (name == "--signaling") {
+            good = parseNumber(value, 1, 100000000, options.signalingAmount);
+        } else if (name == "--clock-period") {
+            good = parseNumber(value, 1, 3600000, options.clockPeriodMs);
+        } else if (name == "--meter") {
+            good = parseChannels(value, options.meteredChannels);
+            channelsChosen = good;
+        } else if (name == "--duration") {
+            good = parseNumber(value, 1, 86400, number);
+            options.durationSeconds = static_cast<double>(number);
+        } else if (name == "--talker") {
+            options.talkerPath = value;
+        } else {
+            error = "Unknown option '" + name + "': run 'sonacore-host --help' for the options.";
+            return false;
+        }
+        if (!good) {
+            error = "The value '" + value + "' of " + name + " is not valid: run 'sonacore-host --help' for the ranges.";
+            return false;
+        }
+    }
+    if (!channelsChosen) {
+        options.meteredChannels.clear();
+        for (unsigned channel = 0; channel < options.channels && channel < 8; ++channel) {
+            options.meteredChannels.push_back(channel);
+        }
+    }
+    for (const unsigned channel : options.meteredChannels) {
+        if (channel >= options.channels) {
+            error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
+                    std::to_string(options.channels) + " channels, numbered from 0.";
+            return false;
+        }
+    }
+    if (options.clockPeriodMs == 0 && options.signalingAmount > options.bufferSize) {
+        error = "The signalling amount must not exceed the buffer size.";
+        return false;
+    }
+    return true;
+}
+
+std::string HostOptions::usage() {
+    return "Usage: sonacore-host [options]\n"
+           "With no --adapter: the built-in demo on a private network namespace (needs root).\n"
+           "  --list                   list the capture adapters, numbered from 1\n"
+           "  --adapter N|NAME         capture on this adapter\n"
+           "  --mac XX:XX:XX:XX:XX:XX  the stream's source address (default 00:a0:c9:11:22:33)\n"
+           "  --channels N             channels in the stream (default 2)\n"
+           "  --samples-per-frame N    samples per channel in one frame (default 6)\n"
+           "  --sample-size N          bytes per sample (default 2)\n"
+           "  --buffer-size N          samples kept per channel (default 48000)\n"
+           "  --signaling N            samples per update, on the buffer's clock (default 4800)\n"
+           "  --clock-period MS        update every MS milliseconds on the processors' own clock instead\n"
+           "  --meter 0,1,...          channels to meter (default: all, up to 8)\n"
+           "  --duration S             seconds to run (default 10)\n"
+           "  --talker PATH            the AVTP talker for the built-in demo\n";
+}
+
+} // namespace host

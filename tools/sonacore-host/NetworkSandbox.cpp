@@ -1,0 +1,183 @@
+#include "NetworkSandbox.h"
+
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <fstream>
+#include <string>
+#include <vector>
+
+extern char** environ;
+
+namespace host {
+namespace {
+
+std::string ipProgram() {
+    for (const char* path : {"/usr/sbin/ip", "/sbin/ip", "/usr/bin/ip", "/bin/ip"}) {
+        if (access(path, X_OK) == 0) {
+            return path;
+        }
+    }
+    return {};
+}
+
+// Runs a program to its end with its output discarded; true when it exited with status 0.
+bool runQuietly(const std::vector<std::string>& arguments) {
+    std::vector<char*> argv;
+    for (const auto& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    pid_t child = -1;
+    const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+        return false;
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+// The talker beside this program in the build tree or in an installed bin folder.
+std::string findTalker(const std::string& given) {
+    if (!given.empty()) {
+        return access(given.c_str(), X_OK) == 0 ? given : std::string();
+    }
+    char self[PATH_MAX] = {};
+    const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (length <= 0) {
+        return {};
+    }
+    std::string folder(self, static_cast<std::size_t>(length));
+    folder = folder.substr(0, folder.rfind('/'));
+    for (const std::string& candidate :
+         {folder + "/../avtp-talker/sonacore-avtp-talker", folder + "/sonacore-avtp-talker"}) {
+        if (access(candidate.c_str(), X_OK) == 0) {
+            return candidate;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+NetworkSandbox::NetworkSandbox() {
+    const std::string id = std::to_string(getpid());
+    name = "sonacore-demo-" + id;
+    captureEnd = "scd" + id + "h";
+    talkerEnd = "scd" + id + "t";
+}
+
+std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& options, std::string& error) {
+    if (geteuid() != 0) {
+        error = "The built-in demo creates a network namespace and needs root: run it with sudo, or capture on a "
+                "real adapter with --adapter (see --help).";
+        return nullptr;
+    }
+    const std::string ip = ipProgram();
+    if (ip.empty()) {
+        error = "The built-in demo needs the 'ip' program: install iproute2 (scripts/setup.sh does).";
+        return nullptr;
+    }
+    const std::string talker = findTalker(options.talkerPath);
+    if (talker.empty()) {
+        error = "The AVTP talker sonacore-avtp-talker was not found beside this program: build the tools, or pass "
+                "its path with --talker.";
+        return nullptr;
+    }
+
+    std::unique_ptr<NetworkSandbox> sandbox(new NetworkSandbox());
+    NetworkSandbox& box = *sandbox;
+    box.namespaceMade = runQuietly({ip, "netns", "add", box.name});
+    box.pairMade = box.namespaceMade && runQuietly({ip, "link", "add", box.captureEnd, "type", "veth", "peer", "name",
+                                                    box.talkerEnd, "netns", box.name});
+    if (box.pairMade) {
+        // IPv6 off on the capture end keeps its own announcements off the pair; the capture filter would drop
+        // them anyway.
+        std::ofstream("/proc/sys/net/ipv6/conf/" + box.captureEnd + "/disable_ipv6") << "1";
+    }
+    const bool up = box.pairMade && runQuietly({ip, "link", "set", box.captureEnd, "up"}) &&
+                    runQuietly({ip, "-n", box.name, "link", "set", box.talkerEnd, "up"});
+    if (!up) {
+        error = "The demo's network namespace and veth pair could not be created: is this a container without "
+                "the right to manage networks?";
+        return nullptr;
+    }
+    if (!box.startTalker(talker, options, error)) {
+        return nullptr;
+    }
+    return sandbox;
+}
+
+bool NetworkSandbox::startTalker(const std::string& program, const HostOptions& options, std::string& error) {
+    const std::string ip = ipProgram();
+    const std::string mac = options.deviceKey.substr(0, 2) + ":" + options.deviceKey.substr(2, 2) + ":" +
+                            options.deviceKey.substr(4, 2) + ":" + options.deviceKey.substr(6, 2) + ":" +
+                            options.deviceKey.substr(8, 2) + ":" + options.deviceKey.substr(10, 2);
+    // A little longer than the host listens, so the meters never see the stream end.
+    const std::string seconds = std::to_string(static_cast<long>(options.durationSeconds) + 3);
+    std::vector<std::string> arguments{ip,
+                                       "netns",
+                                       "exec",
+                                       name,
+                                       program,
+                                       "--interface",
+                                       talkerEnd,
+                                       "--source-mac",
+                                       mac,
+                                       "--channels",
+                                       std::to_string(options.channels),
+                                       "--samples-per-frame",
+                                       std::to_string(options.samplesPerFrame),
+                                       "--channel-signal",
+                                       "0=sine:1000:1.0",
+                                       "--duration",
+                                       seconds};
+    if (options.channels > 1) {
+        arguments.insert(arguments.end(), {"--channel-signal", "1=sine:440:0.5"});
+    }
+    std::vector<char*> argv;
+    for (const auto& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    const int spawned = posix_spawn(&talker, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0) {
+        talker = -1;
+        error = "The AVTP talker could not be started in the demo's namespace.";
+        return false;
+    }
+    return true;
+}
+
+NetworkSandbox::~NetworkSandbox() {
+    if (talker > 0) {
+        kill(talker, SIGTERM);
+        int status = 0;
+        waitpid(talker, &status, 0);
+    }
+    const std::string ip = ipProgram();
+    if (pairMade) {
+        runQuietly({ip, "link", "del", captureEnd});
+    }
+    if (namespaceMade) {
+        runQuietly({ip, "netns", "del", name});
+    }
+}
+
+} // namespace host
