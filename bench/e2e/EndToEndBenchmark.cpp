@@ -6,7 +6,8 @@
 //   signalling amount 48) to the host's callback for that block; median and 99th percentile. A second libpcap
 //   handle on the same interface reads the capture times, matched by the counter signal's values.
 // - CPU: the process's CPU time per second of stream, for 2 and 8 channels with a waveform processor on every
-//   channel, without the second handle. The talker runs in its own process and is not counted.
+//   channel, in blocks of 48 and of 480 samples, without the second handle. The talker runs in its own
+//   process and is not counted.
 //
 // Run as root: scripts/run-benchmarks.sh --benchmark_filter=endToEnd
 #include "sonacore/INetworkDeviceManager.h"
@@ -144,7 +145,7 @@ struct Run {
 };
 
 // Streams `channels` channels for `seconds` at the real rate, with a waveform processor on every channel.
-Run stream(benchmark::State& state, unsigned channels, double seconds, bool measureLatency) {
+Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, double seconds, bool measureLatency) {
     Run run;
     // Streams are never removed from the library, so each run sends from its own address.
     static int runs = 0;
@@ -164,15 +165,16 @@ Run stream(benchmark::State& state, unsigned channels, double seconds, bool meas
         }
     }
     const std::string key = "00a0c91122" + std::to_string(10 + runNumber);
-    auto* buffer = sonacore::IBufferConfiguration::createInstance("bench", 48000, 48);
+    auto* buffer = sonacore::IBufferConfiguration::createInstance("bench", 48000, signaling);
     auto* device = sonacore::IDeviceConfiguration::createInstance("bench", *buffer, 2, channels, 6);
     auto* streamConfiguration = sonacore::IStreamConfiguration::createInstance("bench", key, *adapter, *device);
     auto* receiver = core->addRemoteStreamReceiver(*streamConfiguration);
 
     std::vector<std::pair<double, std::uint16_t>> deliveries;
     std::vector<sonacore::ihandles::IProcessorHandle*> handles;
-    for (unsigned channel = 0; channel < channels; ++channel) {
-        auto* waveform = sonacore::iprocess::IWaveformConfig::createInstance("bench", 48);
+    // Signalling 0 measures the capture alone, with no processor.
+    for (unsigned channel = 0; channel < (signaling == 0 ? 0 : channels); ++channel) {
+        auto* waveform = sonacore::iprocess::IWaveformConfig::createInstance("bench", signaling);
         auto* process = sonacore::IProcessConfiguration::createInstance("bench", *waveform, key,
                                                                          static_cast<unsigned char>(channel));
         auto* handle = core->addProcessor(*process);
@@ -251,7 +253,7 @@ double percentile(std::vector<double> values, double fraction) {
 
 void endToEndLatency(benchmark::State& state) {
     for (auto _ : state) {
-        const Run run = stream(state, 2, 10.0, true);
+        const Run run = stream(state, 2, 48, 10.0, true);
         state.counters["median_ms"] = percentile(run.latencies, 0.5) * 1e3;
         state.counters["p99_ms"] = percentile(run.latencies, 0.99) * 1e3;
         state.counters["max_ms"] = percentile(run.latencies, 1.0) * 1e3;
@@ -261,8 +263,9 @@ void endToEndLatency(benchmark::State& state) {
 
 void endToEndCpu(benchmark::State& state) {
     const auto channels = static_cast<unsigned>(state.range(0));
+    const auto signaling = static_cast<std::uint64_t>(state.range(1));
     for (auto _ : state) {
-        const Run run = stream(state, channels, 10.0, false);
+        const Run run = stream(state, channels, signaling, 10.0, false);
         state.counters["cpu_percent_of_one_core"] = run.cpuPerSecond * 100.0;
     }
 }
@@ -270,7 +273,18 @@ void endToEndCpu(benchmark::State& state) {
 } // namespace
 
 BENCHMARK(endToEndLatency)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
-BENCHMARK(endToEndCpu)->Arg(2)->Arg(8)->ArgName("channels")->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
+// Blocks of 48 samples (1 ms, 1000 deliveries per second and channel) and of 480 samples (10 ms); signalling
+// 0 is the capture alone, without processors.
+BENCHMARK(endToEndCpu)
+    ->Args({2, 48})
+    ->Args({8, 48})
+    ->Args({2, 480})
+    ->Args({8, 480})
+    ->Args({2, 0})
+    ->ArgNames({"channels", "signaling"})
+    ->Iterations(1)
+    ->Unit(benchmark::kSecond)
+    ->UseRealTime();
 
 int main(int argc, char** argv) {
     qInstallMessageHandler(quiet);
