@@ -211,7 +211,8 @@ TEST_F(EndToEndLive, SixtySecondsAtRealRateReachTheCallbackExactlyOnceWithBlocks
                                 "--channel-signal", "1=" + signalFor(1), "--duration", "60"});
     const std::size_t expected = frames * 6 + amount;
     ASSERT_TRUE(testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
-                                       75000ms));
+                                       75000ms))
+        << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected;
     ASSERT_TRUE(talkerSucceeded(talker, 10s));
     testsupport::spinFor(200ms);
     for (unsigned channel = 0; channel < 2; ++channel) {
