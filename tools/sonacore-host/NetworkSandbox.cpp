@@ -26,8 +26,8 @@ std::string ipProgram() {
     return {};
 }
 
-// Runs a program to its end with its output discarded; true when it exited with status 0.
-bool runQuietly(const std::vector<std::string>& arguments) {
+// Starts a program with its output discarded; -1 when it cannot be started.
+pid_t spawnQuietly(const std::vector<std::string>& arguments) {
     std::vector<char*> argv;
     for (const auto& argument : arguments) {
         argv.push_back(const_cast<char*>(argument.c_str()));
@@ -40,7 +40,13 @@ bool runQuietly(const std::vector<std::string>& arguments) {
     pid_t child = -1;
     const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
+    return spawned == 0 ? child : -1;
+}
+
+// Runs a program to its end with its output discarded; true when it exited with status 0.
+bool runQuietly(const std::vector<std::string>& arguments) {
+    const pid_t child = spawnQuietly(arguments);
+    if (child < 0) {
         return false;
     }
     int status = 0;
@@ -146,19 +152,8 @@ bool NetworkSandbox::startTalker(const std::string& program, const HostOptions& 
     if (options.channels > 1) {
         arguments.insert(arguments.end(), {"--channel-signal", "1=sine:440:0.5"});
     }
-    std::vector<char*> argv;
-    for (const auto& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    const int spawned = posix_spawn(&talker, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
-        talker = -1;
+    talker = spawnQuietly(arguments);
+    if (talker < 0) {
         error = "The AVTP talker could not be started in the demo's namespace.";
         return false;
     }
