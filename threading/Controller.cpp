@@ -3,6 +3,8 @@
 #include "sonacore/Log.h"
 #include "threading/Worker.h"
 
+#include <QPointer>
+
 #include <string>
 
 namespace threading {
@@ -37,6 +39,8 @@ Controller::~Controller() {
     // certain to exist.
     const std::string workerName = worker->getWorkerName();
     sonacore::log::debug("~Controller", sonacore::log::name(workerName), "Quit worker thread...");
+    // Watches the worker, which the thread deletes as it finishes.
+    const QPointer<Worker> remaining(worker);
     // Called here rather than queued: a worker that loops in progress() never returns to its event loop, so a
     // queued end() would never be delivered.
     worker->end();
@@ -44,12 +48,19 @@ Controller::~Controller() {
     // leaves at once without running progress(); a Controller ended right after it was built cannot hang.
     workerThread.quit();
     workerThread.wait();
+    // Without an application object (a Controller ended after the host's application, as at program exit) the
+    // finishing thread does not carry out its deferred delete. The thread has ended, so nothing of the worker
+    // runs any more, and it is deleted here instead.
+    if (!workerKept && !remaining.isNull()) {
+        delete remaining.data();
+    }
     worker = nullptr;
     sonacore::log::debug("~Controller", sonacore::log::name(workerName), "Worker thread ended");
 }
 
 void Controller::keepWorker() {
     disconnect(workerDeletion);
+    workerKept = true;
 }
 
 void Controller::endWorker() {

@@ -52,6 +52,7 @@ private:
     Worker* worker;
     bool initialized;
     QMetaObject::Connection workerDeletion;
+    bool workerKept = false;
 };
 
 } // namespace threading

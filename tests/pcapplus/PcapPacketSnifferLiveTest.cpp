@@ -93,8 +93,9 @@ TEST_F(PcapPacketSnifferLive, TextOfAConfiguredSniffer) {
 }
 
 TEST_F(PcapPacketSnifferLive, FilterIsSetAndReported) {
-    auto sniffer = openSniffer();
+    // Declared first, so that it outlives the sniffer, which reports its stop as it ends.
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    auto sniffer = openSniffer();
     QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
                      [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
@@ -134,8 +135,9 @@ TEST_F(PcapPacketSnifferLive, FrameBeforeAnyReceiverGoesToTheDummyHandler) {
 }
 
 TEST_F(PcapPacketSnifferLive, RegisteredReceiverGetsOnlyFramesOfTheFilter) {
-    auto sniffer = openSniffer();
+    // The receiver outlives the sniffer that hands it frames.
     RecordingReceiver receiver;
+    auto sniffer = openSniffer();
     testsupport::LogCapture capture;
     sniffer->setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN);
     sniffer->registerPacketReceiver(receiver);
@@ -154,8 +156,9 @@ TEST_F(PcapPacketSnifferLive, RegisteredReceiverGetsOnlyFramesOfTheFilter) {
 }
 
 TEST_F(PcapPacketSnifferLive, StartTwiceWarnsAndRunsOneLoop) {
-    auto sniffer = openSniffer();
+    // The receiver outlives the sniffer that hands it frames.
     RecordingReceiver receiver;
+    auto sniffer = openSniffer();
     sniffer->registerPacketReceiver(receiver);
     testsupport::LogCapture capture;
     sniffer->start();
@@ -173,8 +176,9 @@ TEST_F(PcapPacketSnifferLive, StartTwiceWarnsAndRunsOneLoop) {
 }
 
 TEST_F(PcapPacketSnifferLive, StopWithoutStartWarnsAndLeavesTheNextStartWorking) {
-    auto sniffer = openSniffer();
+    // The receiver outlives the sniffer that hands it frames.
     RecordingReceiver receiver;
+    auto sniffer = openSniffer();
     sniffer->registerPacketReceiver(receiver);
     testsupport::LogCapture capture;
     sniffer->stop();
@@ -187,10 +191,10 @@ TEST_F(PcapPacketSnifferLive, StopWithoutStartWarnsAndLeavesTheNextStartWorking)
 }
 
 TEST_F(PcapPacketSnifferLive, StartStopAndStartAgainReportEachStep) {
-    auto sniffer = openSniffer();
-    RecordingReceiver receiver;
-    sniffer->registerPacketReceiver(receiver);
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    RecordingReceiver receiver;
+    auto sniffer = openSniffer();
+    sniffer->registerPacketReceiver(receiver);
     QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
                      [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
@@ -214,8 +218,9 @@ TEST_F(PcapPacketSnifferLive, StartStopAndStartAgainReportEachStep) {
 }
 
 TEST_F(PcapPacketSnifferLive, DestructionStopsWaitsForTheLoopAndReleasesTheHandle) {
-    auto sniffer = openSniffer();
+    // The receiver outlives the sniffer that hands it frames.
     RecordingReceiver receiver;
+    auto sniffer = openSniffer();
     sniffer->registerPacketReceiver(receiver);
     sniffer->start();
     ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 0; }));
@@ -227,10 +232,10 @@ TEST_F(PcapPacketSnifferLive, DestructionStopsWaitsForTheLoopAndReleasesTheHandl
 }
 
 TEST_F(PcapPacketSnifferLive, ReceiverRegisteredLastGetsTheFramesOfEverySniffer) {
-    auto first = openSniffer(5);
-    auto second = openSniffer(6);
     RecordingReceiver firstReceiver("first");
     RecordingReceiver secondReceiver("second");
+    auto first = openSniffer(5);
+    auto second = openSniffer(6);
     first->registerPacketReceiver(firstReceiver);
     second->registerPacketReceiver(secondReceiver);
     first->start();
@@ -240,8 +245,8 @@ TEST_F(PcapPacketSnifferLive, ReceiverRegisteredLastGetsTheFramesOfEverySniffer)
 }
 
 TEST_F(PcapPacketSnifferLive, AfterAnySnifferEndsAllFramesReachTheDummyHandler) {
-    auto first = openSniffer(5);
     RecordingReceiver receiver;
+    auto first = openSniffer(5);
     first->registerPacketReceiver(receiver);
     first->start();
     { auto other = openSniffer(6); }
@@ -254,9 +259,9 @@ TEST_F(PcapPacketSnifferLive, AfterAnySnifferEndsAllFramesReachTheDummyHandler) 
 }
 
 TEST_F(PcapPacketSnifferLive, BindReceiverTwiceBindsOnce) {
+    RecordingReceiver receiver;
     auto first = openSniffer(5);
     auto second = openSniffer(6);
-    RecordingReceiver receiver;
     first->registerPacketReceiver(receiver);
     second->registerPacketReceiver(receiver);
     EXPECT_EQ(receiver.bindings, 1);
@@ -274,8 +279,8 @@ TEST(PcapPacketSniffer, InvalidDeviceInfoLeavesItUnconfigured) {
 }
 
 TEST(PcapPacketSniffer, SetFilterOnAnUnconfiguredSnifferWarnsAndFails) {
-    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
     QObject::connect(&sniffer, &pcapplus::PcapPacketSniffer::message, &sniffer,
                      [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
