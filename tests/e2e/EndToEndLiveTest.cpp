@@ -116,6 +116,30 @@ protected:
         return handle;
     }
 
+    // A waveform processor of `amount` samples on each of the two channels, started, then the capture.
+    void startTwoWaveforms(std::uint64_t amount) {
+        for (unsigned channel = 0; channel < 2; ++channel) {
+            addWaveform(channel, amount)->start();
+        }
+        receiver->start();
+    }
+
+    // Waits until both channels have delivered the samples of `frames` frames and the first delivery's zero
+    // points, and checks that every sample arrived exactly once, in order, as the talker's float.
+    void expectEverySampleOnce(std::uint64_t amount, std::uint64_t frames, std::chrono::milliseconds deadline) {
+        const std::size_t expected = frames * 6 + amount;
+        ASSERT_TRUE(
+            testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
+                                   deadline))
+            << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected;
+        testsupport::spinFor(std::chrono::milliseconds(200));
+        for (unsigned channel = 0; channel < 2; ++channel) {
+            EXPECT_TRUE(sameSamples(deliveredSamples(channel, amount),
+                                    talkerSamples(signalFor(channel), channel, 0, frames * 6)))
+                << "channel " << channel;
+        }
+    }
+
     static std::string mac(const std::string& key) {
         std::string text;
         for (std::size_t index = 0; index < key.size(); index += 2) {
@@ -169,18 +193,10 @@ TEST_F(EndToEndLive, ExternalClockDeliversEverySampleOnceInOrderAsTheRightFloat)
     constexpr std::uint64_t amount = 480;
     constexpr std::uint64_t frames = 4000;
     addStream("00a0c9112201", 2, amount, 48000);
-    auto* first = addWaveform(0, amount);
-    auto* second = addWaveform(1, amount);
-    first->start();
-    second->start();
-    receiver->start();
+    startTwoWaveforms(amount);
     talk(twoChannelCounters(frames));
-    const std::size_t expected = frames * 6 + amount;
-    ASSERT_TRUE(testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
-                                       10000ms));
+    expectEverySampleOnce(amount, frames, 10000ms);
     for (unsigned channel = 0; channel < 2; ++channel) {
-        EXPECT_TRUE(sameSamples(deliveredSamples(channel, amount), talkerSamples(signalFor(channel), channel, 0, frames * 6)))
-            << "channel " << channel;
         // The first delivery holds the zero points of the creation replay in front of its block.
         const auto& firstDelivery = deliveries[channel];
         ASSERT_FALSE(firstDelivery.y.empty());
@@ -201,24 +217,12 @@ TEST_F(EndToEndLive, SixtySecondsAtRealRateReachTheCallbackExactlyOnceWithBlocks
     constexpr std::uint64_t amount = 48;
     constexpr std::uint64_t frames = 480000;
     addStream("00a0c9112207", 2, amount, 48000);
-    auto* first = addWaveform(0, amount);
-    auto* second = addWaveform(1, amount);
-    first->start();
-    second->start();
-    receiver->start();
+    startTwoWaveforms(amount);
     // The talker runs in the background while this thread's event loop delivers the results.
     auto& talker = startTalker({"--source-mac", mac(streamKey), "--channels", "2", "--channel-signal", "0=" + signalFor(0),
                                 "--channel-signal", "1=" + signalFor(1), "--duration", "60"});
-    const std::size_t expected = frames * 6 + amount;
-    ASSERT_TRUE(testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
-                                       75000ms))
-        << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected;
-    ASSERT_TRUE(talkerSucceeded(talker, 10s));
-    testsupport::spinFor(200ms);
-    for (unsigned channel = 0; channel < 2; ++channel) {
-        EXPECT_TRUE(sameSamples(deliveredSamples(channel, amount), talkerSamples(signalFor(channel), channel, 0, frames * 6)))
-            << "channel " << channel;
-    }
+    expectEverySampleOnce(amount, frames, 75000ms);
+    EXPECT_TRUE(talkerSucceeded(talker, 10s));
 }
 
 TEST_F(EndToEndLive, InternalClockDeliversTheNewestSamples) {

@@ -65,12 +65,18 @@ protected:
     void SetUp() override { processingtest::registerTypes(); }
 
     void build(process::WaveformConfig& configuration) {
-        processor = static_cast<process::WaveformProcessor*>(
-            process::WaveformProcessor::create("P", configuration, buffer));
-        QObject::connect(processor, &process::Processor::newProcessData, &connection,
+        processor = connectNew(buffer, configuration);
+        controller = std::make_unique<threading::Controller>(processor);
+    }
+
+    // A waveform processor on `channel` whose results reach the collector; the caller puts it on a thread.
+    process::WaveformProcessor* connectNew(avb::AvbAudioBuffer& channel, process::WaveformConfig& configuration) {
+        auto* waveform = static_cast<process::WaveformProcessor*>(
+            process::WaveformProcessor::create("P", configuration, channel));
+        QObject::connect(waveform, &process::Processor::newProcessData, &connection,
                          &process::ProcessConnection::signalToCallbackConnector, Qt::AutoConnection);
         connection.setCallbackMethod(deliveries.callback());
-        controller = std::make_unique<threading::Controller>(processor);
+        return waveform;
     }
 
     void TearDown() override { controller.reset(); }
@@ -106,10 +112,7 @@ TEST_F(WaveformProcessorTest, UnderTheExternalClockEverySampleArrivesExactlyOnce
     sonacore::BufferConfiguration signalling("signalling", 480, blockSize);
     avb::AvbAudioBuffer channel(bufferName, &signalling);
     process::WaveformConfig configuration("cfg", blockSize);
-    auto* waveform = process::WaveformProcessor::create("P", configuration, channel);
-    QObject::connect(waveform, &process::Processor::newProcessData, &connection,
-                     &process::ProcessConnection::signalToCallbackConnector, Qt::AutoConnection);
-    connection.setCallbackMethod(deliveries.callback());
+    auto* waveform = connectNew(channel, configuration);
     threading::Controller waveformController(waveform);
     waveform->start();
 
@@ -304,10 +307,7 @@ TEST_F(WaveformProcessorTest, AProcessorThatFallsBehindStillTakesEveryBlockOnceI
     sonacore::BufferConfiguration signalling("signalling", 1024, blockSize);
     avb::AvbAudioBuffer channel(bufferName, &signalling);
     process::WaveformConfig configuration("cfg", blockSize);
-    auto* waveform = process::WaveformProcessor::create("P", configuration, channel);
-    QObject::connect(waveform, &process::Processor::newProcessData, &connection,
-                     &process::ProcessConnection::signalToCallbackConnector, Qt::AutoConnection);
-    connection.setCallbackMethod(deliveries.callback());
+    auto* waveform = connectNew(channel, configuration);
     threading::Controller waveformController(waveform);
     waveform->start();
     ASSERT_TRUE(processingtest::drain(waveform));
@@ -338,10 +338,7 @@ TEST_F(WaveformProcessorTest, CalculationsQueuedBeforeTheStartDeliverNothingStal
     sonacore::BufferConfiguration signalling("signalling", 256, blockSize);
     avb::AvbAudioBuffer channel(bufferName, &signalling);
     process::WaveformConfig configuration("cfg", blockSize);
-    auto* waveform = process::WaveformProcessor::create("P", configuration, channel);
-    QObject::connect(waveform, &process::Processor::newProcessData, &connection,
-                     &process::ProcessConnection::signalToCallbackConnector, Qt::AutoConnection);
-    connection.setCallbackMethod(deliveries.callback());
+    auto* waveform = connectNew(channel, configuration);
     threading::Controller waveformController(waveform);
     {
         processingtest::WorkerGate gate(waveform);
