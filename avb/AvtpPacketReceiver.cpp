@@ -114,7 +114,7 @@ void AvtpPacketReceiver::extractAvtpPacketData(const std::uint8_t* frame, std::u
             continue;
         }
         if (checker->checkPacketData(frame, length)) {
-            writeSamples(frame, length, deviceKey, table);
+            writeSamples(frame, length, deviceKey, table, checker.get());
             return;
         }
         const std::uint64_t missed = missedPackets.fetch_add(1, std::memory_order_relaxed) + 1;
@@ -123,11 +123,11 @@ void AvtpPacketReceiver::extractAvtpPacketData(const std::uint8_t* frame, std::u
 }
 
 void AvtpPacketReceiver::writeAudioSamplesToBuffer(const std::uint8_t* frame, const std::string& deviceKey) {
-    writeSamples(frame, currentFrameLength, deviceKey, devices());
+    writeSamples(frame, currentFrameLength, deviceKey, devices(), nullptr);
 }
 
 void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t length, const std::string& deviceKey,
-                                      const DeviceTable& table) {
+                                      const DeviceTable& table, AvtpPacketChecker* checker) {
     const auto buffersEntry = table.audioBuffers.find(deviceKey);
     if (buffersEntry == table.audioBuffers.end()) {
         sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()),
@@ -140,9 +140,12 @@ void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t l
     const sonacore::DeviceConfiguration* configuration = table.deviceConfigurations.at(deviceKey);
     const auto sampleSize = static_cast<std::uint32_t>(configuration->getSampleSize());
     const auto samplesPerChannel = static_cast<std::uint32_t>(configuration->getSamplesPerChannel());
+    const auto maximumChannels = static_cast<std::uint32_t>(configuration->getChannelAmount());
+    // The walk over the devices has found the checker already; only a caller by key looks it up.
     const std::int32_t channels =
-        performPreDataExtractionChecks(deviceKey, static_cast<std::uint32_t>(configuration->getChannelAmount()),
-                                       samplesPerChannel, sampleSize);
+        checker != nullptr
+            ? channelsOfFrame(*checker, deviceKey, maximumChannels, samplesPerChannel, sampleSize)
+            : performPreDataExtractionChecks(deviceKey, maximumChannels, samplesPerChannel, sampleSize);
     const std::uint64_t total = static_cast<std::uint64_t>(samplesPerChannel) * static_cast<std::uint32_t>(channels);
     if (total == 0 || buffers.empty()) {
         return;
@@ -187,7 +190,12 @@ std::int32_t AvtpPacketReceiver::performPreDataExtractionChecks(const std::strin
                                "packet data and boundary check instance is not available for device: ", deviceKey);
         return 0;
     }
-    AvtpPacketChecker& checker = *found->second;
+    return channelsOfFrame(*found->second, deviceKey, maximumChannels, samplesPerChannel, sampleSize);
+}
+
+std::int32_t AvtpPacketReceiver::channelsOfFrame(AvtpPacketChecker& checker, const std::string& deviceKey,
+                                                 std::uint32_t maximumChannels, std::uint32_t samplesPerChannel,
+                                                 std::uint32_t sampleSize) {
     const std::int32_t channels = checker.checkChannelAmount(static_cast<std::int32_t>(maximumChannels));
     // In 32-bit arithmetic, as the stated length is compared with it.
     const auto expected = static_cast<std::int32_t>(sampleSize * samplesPerChannel * static_cast<std::uint32_t>(channels));

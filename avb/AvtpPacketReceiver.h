@@ -85,9 +85,14 @@ private:
     };
 
     const DeviceTable& devices() const { return *currentTable.load(std::memory_order_acquire); }
-    // Writes the frame's audio for one device; the frame holds at least `length` captured bytes.
+    // Writes the frame's audio for one device; the frame holds at least `length` captured bytes. The device's
+    // checker, when the caller has it at hand, or null to look it up by key.
     void writeSamples(const std::uint8_t* frame, std::uint32_t length, const std::string& deviceKey,
-                      const DeviceTable& table);
+                      const DeviceTable& table, AvtpPacketChecker* checker);
+    // The checks of performPreDataExtractionChecks with the device's checker at hand.
+    std::int32_t channelsOfFrame(AvtpPacketChecker& checker, const std::string& deviceKey,
+                                 std::uint32_t maximumChannels, std::uint32_t samplesPerChannel,
+                                 std::uint32_t sampleSize);
     std::string name() const;
 
     // Every table ever published, so that the capture thread may go on reading an older one while a newer

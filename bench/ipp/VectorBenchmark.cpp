@@ -33,7 +33,9 @@ void BM_WinHann(benchmark::State& state) {
     ippsFree(data);
 }
 
-void BM_PowerSpectr(benchmark::State& state) {
+// A primitive from complex input to real output, such as the power spectrum or the magnitude.
+template <IppStatus (*primitive)(const std::complex<float>*, float*, int)>
+void complexToReal(benchmark::State& state) {
     const int length = static_cast<int>(state.range(0));
     std::complex<float>* source = ippsMalloc_32fc(length);
     float* destination = ippsMalloc_32f(length);
@@ -41,7 +43,7 @@ void BM_PowerSpectr(benchmark::State& state) {
         source[i] = {0.25f * static_cast<float>(i % 7), -0.5f};
     }
     for (auto _ : state) {
-        ippsPowerSpectr_32fc(source, destination, length);
+        primitive(source, destination, length);
         benchmark::ClobberMemory();
     }
     setPerElement(state, length);
@@ -49,20 +51,12 @@ void BM_PowerSpectr(benchmark::State& state) {
     ippsFree(source);
 }
 
+void BM_PowerSpectr(benchmark::State& state) {
+    complexToReal<ippsPowerSpectr_32fc>(state);
+}
+
 void BM_Magnitude(benchmark::State& state) {
-    const int length = static_cast<int>(state.range(0));
-    std::complex<float>* source = ippsMalloc_32fc(length);
-    float* destination = ippsMalloc_32f(length);
-    for (int i = 0; i < length; ++i) {
-        source[i] = {0.25f * static_cast<float>(i % 7), -0.5f};
-    }
-    for (auto _ : state) {
-        ippsMagnitude_32fc(source, destination, length);
-        benchmark::ClobberMemory();
-    }
-    setPerElement(state, length);
-    ippsFree(destination);
-    ippsFree(source);
+    complexToReal<ippsMagnitude_32fc>(state);
 }
 
 void BM_Mul(benchmark::State& state) {

@@ -6,6 +6,7 @@
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/IWaveformConfig.h"
+#include "support/DestroyLog.h"
 #include "support/EventLoop.h"
 #include "support/LogCapture.h"
 #include "support/NetnsFixture.h"
@@ -315,24 +316,7 @@ TEST_F(EndToEndLive, DestroyEndsEverythingWithItsLogLines) {
     ASSERT_TRUE(testsupport::spinUntil([&] { return !deliveries[0].y.empty(); }));
     testsupport::LogCapture capture;
     ISonaCore::destroy();
-    const auto lines = capture.texts(QtDebugMsg);
-    const std::vector<std::string> expected = {
-        "destroy SonaCore data will be deleted!",
-        "destroy Deleting stream configurations...",
-        "destroy Deleting processor configurations...",
-        "destroy Deleting device configurations...",
-        "destroy Deleting spectrum processor configurations...",
-        "destroy Deleting waveform processor configurations...",
-        "destroy Deleting sound level value processor configurations...",
-        "destroy Deleting buffer configurations...",
-    };
-    std::vector<std::string> destroyLines;
-    for (const auto& line : lines) {
-        if (line.rfind("destroy ", 0) == 0) {
-            destroyLines.push_back(line);
-        }
-    }
-    EXPECT_EQ(destroyLines, expected);
+    EXPECT_EQ(capture.textsStartingWith(QtDebugMsg, "destroy "), testsupport::destroyLogLines);
     EXPECT_FALSE(receiver->isRunning());
     EXPECT_FALSE(handle->isActive());
     receiver = nullptr;

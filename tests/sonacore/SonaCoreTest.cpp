@@ -4,6 +4,7 @@
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/SonaCore.h"
 #include "sonacore/StatusMessage.h"
+#include "support/DestroyLog.h"
 #include "support/LogCapture.h"
 
 #include <QMetaType>
@@ -148,23 +149,7 @@ TEST(SonaCoreDestroy, LogsEveryStepInOrder) {
     testsupport::LogCapture capture;
     ISonaCore::destroy();
     // The engines log their own stop between the first line and the deletions.
-    std::vector<std::string> destroyLines;
-    for (const auto& line : capture.texts(QtDebugMsg)) {
-        if (line.rfind("destroy ", 0) == 0) {
-            destroyLines.push_back(line);
-        }
-    }
-    const std::vector<std::string> expected = {
-        "destroy SonaCore data will be deleted!",
-        "destroy Deleting stream configurations...",
-        "destroy Deleting processor configurations...",
-        "destroy Deleting device configurations...",
-        "destroy Deleting spectrum processor configurations...",
-        "destroy Deleting waveform processor configurations...",
-        "destroy Deleting sound level value processor configurations...",
-        "destroy Deleting buffer configurations...",
-    };
-    EXPECT_EQ(destroyLines, expected);
+    EXPECT_EQ(capture.textsStartingWith(QtDebugMsg, "destroy "), testsupport::destroyLogLines);
     EXPECT_TRUE(capture.contains(QtDebugMsg, "stop Network receivers stopped!"));
 }
 

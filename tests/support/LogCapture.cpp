@@ -46,6 +46,16 @@ std::vector<std::string> LogCapture::texts(QtMsgType level) const {
     return result;
 }
 
+std::vector<std::string> LogCapture::textsStartingWith(QtMsgType level, const std::string& prefix) const {
+    std::vector<std::string> result;
+    for (const auto& text : texts(level)) {
+        if (text.rfind(prefix, 0) == 0) {
+            result.push_back(text);
+        }
+    }
+    return result;
+}
+
 bool LogCapture::contains(QtMsgType level, const std::string& text, const std::string& category) const {
     for (const auto& line : lines()) {
         if (line.level == level && line.text == text && line.category == category) {

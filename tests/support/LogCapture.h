@@ -30,6 +30,8 @@ public:
     std::vector<std::string> texts(QtMsgType level) const;
     // True when a line of this level and category has exactly this text.
     bool contains(QtMsgType level, const std::string& text, const std::string& category = "default") const;
+    // The texts of the lines of one level that start with `prefix`, in order.
+    std::vector<std::string> textsStartingWith(QtMsgType level, const std::string& prefix) const;
     // How many lines of this level have exactly this text.
     std::size_t count(QtMsgType level, const std::string& text) const;
     void clear();
