@@ -6,13 +6,17 @@
 //   signalling amount 48) to the host's callback for that block; median and 99th percentile. A second libpcap
 //   handle on the same interface reads the capture times, matched by the counter signal's values.
 // - CPU: the process's CPU time per second of stream, for 2 and 8 channels with a waveform processor on every
-//   channel, in blocks of 48 and of 480 samples, without the second handle. The talker runs in its own
-//   process and is not counted.
+//   channel, in blocks of 48 and of 480 samples, without the second handle; split into the library's threads
+//   (capture and workers) and the host's thread (its event loop and callbacks), each with the number of times
+//   its threads were put on a processor per second. The talker runs in its own process and is not counted.
+//   thread_hop_benchmark measures what the same thread hops cost this machine without the library.
 //
 // Run as root: scripts/run-benchmarks.sh --benchmark_filter=endToEnd
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/IWaveformConfig.h"
+
+#include "../support/ThreadCpu.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -22,7 +26,6 @@
 
 #include <signal.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -49,20 +52,6 @@ double now() {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-// Seconds of CPU time of this process: in user space, and in the kernel on its behalf (system calls, the
-// scheduler's work of waking threads).
-struct CpuTime {
-    double user = 0;
-    double system = 0;
-};
-
-CpuTime cpuSeconds() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return {static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) * 1e-6,
-            static_cast<double>(usage.ru_stime.tv_sec) + static_cast<double>(usage.ru_stime.tv_usec) * 1e-6};
 }
 
 // A namespace with a veth pair, and the talker inside it; all removed again by the destructor.
@@ -148,8 +137,7 @@ struct SideCapture {
 
 struct Run {
     std::vector<double> latencies;
-    double userPerSecond = 0;
-    double systemPerSecond = 0;
+    bench::ProcessUse cpu;
 };
 
 // Streams `channels` channels for `seconds` at the real rate, with a waveform processor on every channel.
@@ -208,12 +196,12 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
     sandbox.startTalker(key, channels, seconds + 1.0);
 
     // The first second settles; the next `seconds` are measured.
-    CpuTime cpuStart;
+    std::map<long, bench::ThreadUse> cpuStart;
     double wallStart = 0;
     QTimer settle;
     settle.setSingleShot(true);
     QObject::connect(&settle, &QTimer::timeout, &settle, [&] {
-        cpuStart = cpuSeconds();
+        cpuStart = bench::threadUse();
         wallStart = now();
         deliveries.clear();
     }, Qt::DirectConnection);
@@ -223,10 +211,7 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
     settle.start(1000);
     end.start(static_cast<int>((seconds + 1.0) * 1000));
     QCoreApplication::exec();
-    const CpuTime cpuEnd = cpuSeconds();
-    const double wall = now() - wallStart;
-    run.userPerSecond = (cpuEnd.user - cpuStart.user) / wall;
-    run.systemPerSecond = (cpuEnd.system - cpuStart.system) / wall;
+    run.cpu = bench::perSecond(cpuStart, bench::threadUse(), now() - wallStart);
 
     receiver->stop();
     for (auto* handle : handles) {
@@ -277,9 +262,11 @@ void endToEndCpu(benchmark::State& state) {
     const auto signaling = static_cast<std::uint64_t>(state.range(1));
     for (auto _ : state) {
         const Run run = stream(state, channels, signaling, 10.0, false);
-        state.counters["cpu_percent_of_one_core"] = (run.userPerSecond + run.systemPerSecond) * 100.0;
-        state.counters["user_percent"] = run.userPerSecond * 100.0;
-        state.counters["system_percent"] = run.systemPerSecond * 100.0;
+        state.counters["cpu_percent_of_one_core"] = run.cpu.total() * 100.0;
+        state.counters["library_threads_percent"] = run.cpu.otherThreads.seconds * 100.0;
+        state.counters["host_thread_percent"] = run.cpu.mainThread.seconds * 100.0;
+        state.counters["library_threads_runs_per_s"] = run.cpu.otherThreads.runs;
+        state.counters["host_thread_runs_per_s"] = run.cpu.mainThread.runs;
     }
 }
 
