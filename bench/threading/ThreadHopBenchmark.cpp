@@ -194,6 +194,7 @@ void hopsEventfd(benchmark::State& state) {
         };
         std::map<long, bench::ThreadUse> start;
         double startTime = 0;
+        bench::ProcessUse use;
         {
             MillisecondThread capture(signalAll);
             pollfd wait{mainWake, POLLIN, 0};
@@ -209,8 +210,9 @@ void hopsEventfd(benchmark::State& state) {
                     started = true;
                 }
             }
+            // Read while the millisecond thread still exists: a thread that has ended has no counters left.
+            use = bench::perSecond(start, bench::threadUse(), now() - startTime);
         }
-        const bench::ProcessUse use = bench::perSecond(start, bench::threadUse(), now() - startTime);
         running = false;
         signalAll();
         for (auto& thread : threads) {
