@@ -3,6 +3,7 @@
 // /proc/self/task/*/schedstat: nanoseconds on a processor and the number of times each thread was put on one.
 // Finer than getrusage, whose user/system split is sampled at the scheduler tick.
 #include <dirent.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -58,6 +59,24 @@ inline ProcessUse perSecond(const std::map<long, ThreadUse>& before, const std::
         sum.runs += (end.runs - begin.runs) / wallSeconds;
     }
     return use;
+}
+
+// Takes the last processor this process may run on out of its set, so that a talker can have it to itself.
+// Call before any thread starts: threads inherit the set. Returns that processor, or -1 when there is only one.
+inline int keepLastProcessorFree() {
+    cpu_set_t allowed;
+    CPU_ZERO(&allowed);
+    if (sched_getaffinity(0, sizeof allowed, &allowed) != 0 || CPU_COUNT(&allowed) < 2) {
+        return -1;
+    }
+    int last = -1;
+    for (int processor = 0; processor < CPU_SETSIZE; ++processor) {
+        if (CPU_ISSET(processor, &allowed)) {
+            last = processor;
+        }
+    }
+    CPU_CLR(last, &allowed);
+    return sched_setaffinity(0, sizeof allowed, &allowed) == 0 ? last : -1;
 }
 
 } // namespace bench
