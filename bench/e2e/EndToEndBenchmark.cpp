@@ -283,8 +283,8 @@ void endToEndCpu(benchmark::State& state) {
 
 BENCHMARK(endToEndLatency)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 // Blocks of 48 samples (1 ms, 1000 deliveries per second and channel) and of 480 samples (10 ms); signalling
-// 0 is the capture alone, without processors. CPU figures vary by a point or more from run to run on a busy or
-// virtual machine, so each is run three times and reported as mean, median and spread.
+// 0 is the capture alone, without processors. CPU figures vary by a point or more from run to run on a busy
+// or virtual machine, so each is run three times and reported as mean, median and spread.
 BENCHMARK(endToEndCpu)
     ->Args({2, 48})
     ->Args({8, 48})

@@ -62,7 +62,8 @@ inline ProcessUse perSecond(const std::map<long, ThreadUse>& before, const std::
 }
 
 // Takes the last processor this process may run on out of its set, so that a talker can have it to itself.
-// Call before any thread starts: threads inherit the set. Returns that processor, or -1 when there is only one.
+// Call before any thread starts: threads inherit the set. Returns that processor, or -1 when there is only
+// one.
 inline int keepLastProcessorFree() {
     cpu_set_t allowed;
     CPU_ZERO(&allowed);
