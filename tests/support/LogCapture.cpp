@@ -1,38 +1,44 @@
 #include "support/LogCapture.h"
 
-#include <atomic>
 #include <cstdlib>
+#include <mutex>
+#include <utility>
 
 namespace testsupport {
 namespace {
-std::atomic<LogCapture*> active{nullptr};
+// One lock for the active capture and its lines: a worker thread may log at the very moment a test's
+// capture ends, and the capture must not be destroyed while that line is being added to it.
+std::mutex captureMutex;
+LogCapture* active = nullptr;
 } // namespace
 
 LogCapture::LogCapture() {
-    LogCapture* expected = nullptr;
-    if (!active.compare_exchange_strong(expected, this)) {
-        std::abort();
+    {
+        std::lock_guard<std::mutex> lock(captureMutex);
+        if (active != nullptr) {
+            std::abort();
+        }
+        active = this;
     }
     previous = qInstallMessageHandler(&LogCapture::handler);
 }
 
 LogCapture::~LogCapture() {
     qInstallMessageHandler(previous);
-    active.store(nullptr);
+    std::lock_guard<std::mutex> lock(captureMutex);
+    active = nullptr;
 }
 
 void LogCapture::handler(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    LogCapture* capture = active.load();
-    if (capture == nullptr) {
-        return;
+    LogLine line{type, context.category != nullptr ? context.category : "", message.toStdString()};
+    std::lock_guard<std::mutex> lock(captureMutex);
+    if (active != nullptr) {
+        active->captured.push_back(std::move(line));
     }
-    std::lock_guard<std::mutex> lock(capture->mutex);
-    capture->captured.push_back(
-        LogLine{type, context.category != nullptr ? context.category : "", message.toStdString()});
 }
 
 std::vector<LogLine> LogCapture::lines() const {
-    std::lock_guard<std::mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(captureMutex);
     return captured;
 }
 
@@ -76,7 +82,7 @@ std::size_t LogCapture::count(QtMsgType level, const std::string& text) const {
 }
 
 void LogCapture::clear() {
-    std::lock_guard<std::mutex> lock(mutex);
+    std::lock_guard<std::mutex> lock(captureMutex);
     captured.clear();
 }
 

@@ -3,7 +3,6 @@
 #include <QString>
 #include <QtGlobal>
 
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,8 @@ struct LogLine {
 };
 
 // Captures every log line while it exists, from any thread, and restores the previous handler when it
-// ends. Only one may exist at a time.
+// ends. Only one may exist at a time. A line logged on another thread while the capture ends is either
+// captured or dropped, never written into a capture that is gone.
 class LogCapture {
 public:
     LogCapture();
@@ -39,8 +39,7 @@ public:
 private:
     static void handler(QtMsgType type, const QMessageLogContext& context, const QString& message);
 
-    mutable std::mutex mutex;
-    std::vector<LogLine> captured;
+    std::vector<LogLine> captured; // guarded by one lock shared by all captures
     QtMessageHandler previous;
 };
 
