@@ -21,6 +21,7 @@
 #include "sonacore/IWaveformConfig.h"
 
 #include "../support/ThreadCpu.h"
+#include "../support/WholeRuns.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -283,8 +284,7 @@ void endToEndCpu(benchmark::State& state) {
 
 BENCHMARK(endToEndLatency)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
 // Blocks of 48 samples (1 ms, 1000 deliveries per second and channel) and of 480 samples (10 ms); signalling
-// 0 is the capture alone, without processors. CPU figures vary by a point or more from run to run on a busy
-// or virtual machine, so each is run three times and reported as mean, median and spread.
+// 0 is the capture alone, without processors.
 BENCHMARK(endToEndCpu)
     ->Args({2, 48})
     ->Args({8, 48})
@@ -292,11 +292,7 @@ BENCHMARK(endToEndCpu)
     ->Args({8, 480})
     ->Args({2, 0})
     ->ArgNames({"channels", "signaling"})
-    ->Iterations(1)
-    ->Repetitions(3)
-    ->ReportAggregatesOnly(true)
-    ->Unit(benchmark::kSecond)
-    ->UseRealTime();
+    ->Apply(bench::wholeRuns);
 
 int main(int argc, char** argv) {
     const int kept = bench::keepLastProcessorFree();

@@ -9,6 +9,7 @@
 //
 // Run: scripts/run-benchmarks.sh --benchmark_filter=hops
 #include "../support/ThreadCpu.h"
+#include "../support/WholeRuns.h"
 
 #include <QCoreApplication>
 #include <QObject>
@@ -228,8 +229,7 @@ void hopsEventfd(benchmark::State& state) {
 
 } // namespace
 
-// Workers 0 is the millisecond thread alone. Three runs each, reported as mean, median and spread, as the
-// figures vary from run to run.
+// Workers 0 is the millisecond thread alone.
 BENCHMARK(hopsQt)
     ->Args({0, 0})
     ->Args({1, 0})
@@ -238,19 +238,8 @@ BENCHMARK(hopsQt)
     ->Args({2, 1})
     ->Args({8, 1})
     ->ArgNames({"workers", "to_main_thread"})
-    ->Iterations(1)
-    ->Repetitions(3)
-    ->ReportAggregatesOnly(true)
-    ->Unit(benchmark::kSecond)
-    ->UseRealTime();
-BENCHMARK(hopsEventfd)
-    ->Args({2, 1})
-    ->ArgNames({"workers", "to_main_thread"})
-    ->Iterations(1)
-    ->Repetitions(3)
-    ->ReportAggregatesOnly(true)
-    ->Unit(benchmark::kSecond)
-    ->UseRealTime();
+    ->Apply(bench::wholeRuns);
+BENCHMARK(hopsEventfd)->Args({2, 1})->ArgNames({"workers", "to_main_thread"})->Apply(bench::wholeRuns);
 
 int main(int argc, char** argv) {
     // The same processors as the library gets in e2e_latency_benchmark, where the last one is the talker's.
