@@ -1,9 +1,19 @@
 #include "process/DemoConfig.h"
 
+#include "sonacore/ConfigurationRegistry.h"
+
 #include <utility>
 
 namespace sonacore::iprocess {
+
 IDemoConfig::~IDemoConfig() = default;
+
+IDemoConfig* IDemoConfig::createInstance(std::string name, std::uint32_t amplitude) {
+    auto* configuration = new process::DemoConfig(std::move(name), amplitude);
+    registry::demoConfigurations.push_back(configuration);
+    return configuration;
+}
+
 } // namespace sonacore::iprocess
 
 namespace process {

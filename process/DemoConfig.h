@@ -9,7 +9,8 @@
 
 namespace process {
 
-// The settings of the sine generator; processor type "DemoProcessor". No public factory makes one.
+// The settings of the sine generator; processor type "DemoProcessor". Hosts make one through
+// IDemoConfig::createInstance, which enters it in the demo registry.
 //
 // Thread affinity: set on the host's thread; the amplitude is read by the generator on its worker thread at
 // every pass, so it is atomic. Setting it sends no notice.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "process/DemoConfig.h"
 #include "process/ProcessorConfigBase.h"
 #include "process/WaveformConfig.h"
 #include "sonacore/BufferConfiguration.h"
@@ -20,5 +21,7 @@ extern std::vector<BufferConfiguration*> bufferConfigurations;
 extern std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
 extern std::vector<process::WaveformConfig*> waveformConfigurations;
 extern std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
+// Sine generator settings, made by IDemoConfig::createInstance.
+extern std::vector<process::DemoConfig*> demoConfigurations;
 
 } // namespace sonacore::registry

@@ -40,4 +40,14 @@ public:
     // The function that receives every status message; an empty function turns delivery off.
     virtual void
     setMessageReceiver(std::function<void(std::shared_ptr<sonacore::imessages::IBaseMessage>)> receiver) = 0;
+    // Builds a processor that needs no stream, the sine generator of a process configuration made with
+    // sonacore::iprocess::IDemoConfig settings, and returns its handle; its results arrive through
+    // getMeteringDataSource(handle) as with any processor. Its device key and channel only make up its unique
+    // ID ("DemoProcessor_<device>_<channel>"). It runs from this call on: bind the callback before the host's
+    // event loop runs again and no delivery is missed. Stopping it through the handle ends it for good;
+    // removeProcessor and a new call restart it. Throws exceptions::ProcessorAlreadyExists for a unique ID in
+    // use, exceptions::InstanceNotCreateable for settings of a processor that needs a stream, and
+    // std::bad_cast for a configuration not made by this library; nothing is created then.
+    virtual sonacore::ihandles::IProcessorHandle*
+    addGeneratorProcessor(sonacore::IProcessConfiguration& processConfiguration) = 0;
 };

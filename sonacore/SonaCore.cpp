@@ -28,6 +28,7 @@ std::vector<BufferConfiguration*> bufferConfigurations;
 std::vector<process::ProcessorConfigBase*> spectrumConfigurations;
 std::vector<process::WaveformConfig*> waveformConfigurations;
 std::vector<process::ProcessorConfigBase*> soundLevelValueConfigurations;
+std::vector<process::DemoConfig*> demoConfigurations;
 } // namespace sonacore::registry
 
 namespace {
@@ -109,7 +110,19 @@ ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& proces
         streamingEngine.getAudioBuffer(processConfiguration.getStreamDevice(), processConfiguration.getAudioChannel());
     auto& configuration = dynamic_cast<ProcessConfiguration&>(processConfiguration);
     engine::processing::ProcessorHandle* handle = processorEngine.addProcessor(configuration, buffer);
+    attachMeteringDataSource(configuration, handle);
+    return handle;
+}
 
+ihandles::IProcessorHandle* SonaCore::addGeneratorProcessor(IProcessConfiguration& processConfiguration) {
+    auto& configuration = dynamic_cast<ProcessConfiguration&>(processConfiguration);
+    engine::processing::ProcessorHandle* handle = processorEngine.addGeneratorProcessor(configuration);
+    attachMeteringDataSource(configuration, handle);
+    return handle;
+}
+
+void SonaCore::attachMeteringDataSource(const ProcessConfiguration& configuration,
+                                        engine::processing::ProcessorHandle* handle) {
     auto source = std::make_unique<MeteringDataSource>(configuration.getName());
     processorEngine.getProcessConnection(handle)->setCallbackMethod(source->getChannelCallback());
     const auto [entry, inserted] = meteringDataSources.emplace(handle->getUniqueId(), source.get());
@@ -119,7 +132,6 @@ ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& proces
     } else {
         unmappedSources.push_back(std::move(source));
     }
-    return handle;
 }
 
 void SonaCore::removeProcessor(ihandles::IProcessorHandle& processorHandle) {
@@ -169,6 +181,9 @@ void SonaCore::destroy() {
     deleteAll(registry::waveformConfigurations);
     log::debug("destroy", "Deleting sound level value processor configurations...");
     deleteAll(registry::soundLevelValueConfigurations);
+    // The sine generator's settings go with the other processor settings, without a line of their own, so
+    // that the tear-down reads the same to hosts that never make one.
+    deleteAll(registry::demoConfigurations);
     log::debug("destroy", "Deleting buffer configurations...");
     deleteAll(registry::bufferConfigurations);
 }

@@ -29,6 +29,7 @@ public:
     void removeProcessor(ihandles::IProcessorHandle& processorHandle) override;
     IMeteringDataSource* getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) override;
     void setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) override;
+    ihandles::IProcessorHandle* addGeneratorProcessor(IProcessConfiguration& processConfiguration) override;
 
     // Hands a message to the host's receiver; with no receiver the message is dropped in silence. Reached
     // through an automatic connection, so a message raised on another thread arrives here queued.
@@ -44,6 +45,10 @@ public:
     static void registerMetaTypes();
 
 private:
+    // Gives a new processor its metering data source, keyed by the handle's unique ID.
+    void attachMeteringDataSource(const ProcessConfiguration& configuration,
+                                  engine::processing::ProcessorHandle* handle);
+
     engine::streaming::StreamingEngine streamingEngine;
     engine::processing::ProcessorEngine processorEngine;
     // Keyed by a processor handle's unique ID; the map owns the sources.

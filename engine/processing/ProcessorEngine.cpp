@@ -3,6 +3,7 @@
 #include "engine/processing/ProcessorHandle.h"
 #include "engine/processing/ProcessorSocket.h"
 #include "exceptions/SonaCoreException.h"
+#include "process/Processor.h"
 #include "process/ProcessorConfigBase.h"
 #include "sonacore/IProcessorHandle.h"
 #include "sonacore/Log.h"
@@ -29,6 +30,27 @@ std::string ProcessorEngine::makeUniqueId(const sonacore::ProcessConfiguration& 
 
 ProcessorHandle* ProcessorEngine::addProcessor(const sonacore::ProcessConfiguration& processConfiguration,
                                                avb::AvbAudioBuffer* buffer) {
+    return addBuiltProcessor(
+        processConfiguration,
+        [this, buffer](const std::string& name, process::ProcessorConfigBase& configuration) {
+            return processorFactory.createProcessor(name, configuration, *buffer);
+        });
+}
+
+ProcessorHandle*
+ProcessorEngine::addGeneratorProcessor(const sonacore::ProcessConfiguration& processConfiguration) {
+    return addBuiltProcessor(
+        processConfiguration, [this](const std::string& name, process::ProcessorConfigBase& configuration) {
+            process::Processor* processor = processorFactory.createProcessor(name, configuration);
+            // Before the socket opens the thread: the loop is entered only then.
+            processor->start();
+            return processor;
+        });
+}
+
+ProcessorHandle* ProcessorEngine::addBuiltProcessor(
+    const sonacore::ProcessConfiguration& processConfiguration,
+    const std::function<process::Processor*(const std::string& name, process::ProcessorConfigBase&)>& build) {
     process::ProcessorConfigBase& configuration = *processConfiguration.getProcessorConfig();
     const std::string name = processConfiguration.getName();
     const std::string uniqueId = makeUniqueId(processConfiguration);
@@ -40,7 +62,7 @@ ProcessorHandle* ProcessorEngine::addProcessor(const sonacore::ProcessConfigurat
         throw exceptions::ProcessorAlreadyExists(message, uniqueId);
     }
 
-    process::Processor* processor = processorFactory.createProcessor(name, configuration, *buffer);
+    process::Processor* processor = build(name, configuration);
     auto* socket = new ProcessorSocket(name, uniqueId, processor);
     processorSockets.emplace(uniqueId, socket);
     sonacore::log::debug("addProcessor", "Successfully added new Processor instance '", name,

@@ -5,6 +5,7 @@
 #include "engine/processing/ProcessorHandleManager.h"
 #include "process/ProcessConnection.h"
 
+#include <functional>
 #include <map>
 #include <string>
 
@@ -48,6 +49,13 @@ public:
     // class than its type says (exceptions::InstanceNotConvertable).
     ProcessorHandle* addProcessor(const sonacore::ProcessConfiguration& processConfiguration,
                                   avb::AvbAudioBuffer* buffer);
+    // Builds a processor that needs no buffer (a generator, type "DemoProcessor") and runs it on a thread of
+    // its own. It is set active before its thread opens, because a generator's loop is entered only once, as
+    // the thread opens: it runs from this call on, and a stop through its handle ends it for good (remove and
+    // add it again to restart). The unique ID is made as for any processor, from the process configuration's
+    // device key and channel, which need not name a stream. Failures as for addProcessor; a type that needs a
+    // buffer is exceptions::InstanceNotCreateable.
+    ProcessorHandle* addGeneratorProcessor(const sonacore::ProcessConfiguration& processConfiguration);
     // Unbinds the handle's processor from it, then ends and deletes the processor; it need not be stopped
     // first. The handle stays valid, unbound. An unknown unique ID throws exceptions::ResourceNotAvailable.
     void removeProcessor(sonacore::ihandles::IProcessorHandle* processorHandle);
@@ -64,6 +72,13 @@ public:
     static std::string makeUniqueId(const sonacore::ProcessConfiguration& processConfiguration);
 
 private:
+    // The steps both kinds share: the duplicate check, the building (build gets the configuration's name),
+    // the socket, the log line and the handle.
+    ProcessorHandle* addBuiltProcessor(
+        const sonacore::ProcessConfiguration& processConfiguration,
+        const std::function<process::Processor*(const std::string& name, process::ProcessorConfigBase&)>&
+            build);
+
     ProcessorFactory processorFactory;
     ProcessorHandleManager processorHandleManager;
     std::map<std::string, ProcessorSocket*> processorSockets;

@@ -1,6 +1,8 @@
 #include "engine/processing/ProcessorFactory.h"
 
 #include "exceptions/SonaCoreException.h"
+#include "process/DemoConfig.h"
+#include "process/DemoProcessor.h"
 #include "process/ProcessorConfigBase.h"
 #include "process/WaveformProcessor.h"
 #include "sonacore/Log.h"
@@ -17,8 +19,10 @@ const std::map<std::string, ProcessorFactory::DefinitionWithBuffer> tableWithBuf
     {sonacore::constants::waveformProcessor, &process::WaveformProcessor::create},
 };
 
-// Processors without a buffer: none is built through the engine yet.
-const std::map<std::string, ProcessorFactory::Definition> tableWithoutBuffer{};
+// Processors without a buffer: sources of their own, reached through the engine's generator path.
+const std::map<std::string, ProcessorFactory::Definition> tableWithoutBuffer{
+    {process::DemoConfig::demoProcessorType, &process::DemoProcessor::create},
+};
 
 [[noreturn]] void unknownType(const std::string& processorType) {
     sonacore::log::raise<exceptions::InstanceNotCreateable>(

@@ -1,6 +1,7 @@
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/ChannelAmountChanged.h"
 #include "sonacore/ConfigurationRegistry.h"
+#include "sonacore/IDemoConfig.h"
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/SonaCore.h"
 #include "sonacore/StatusMessage.h"
@@ -180,4 +181,16 @@ TEST(SonaCoreDestroy, DeletesEveryConfigurationAndKeepsRegistrySizes) {
     // A second call finds only null entries and deletes nothing twice.
     ISonaCore::destroy();
     EXPECT_EQ(destroyed, 3);
+}
+
+TEST(SonaCoreDestroy, DeletesSineGeneratorSettingsWithoutALineOfTheirOwn) {
+    sonacore::iprocess::IDemoConfig::createInstance("generator settings", 4);
+    ASSERT_NE(sonacore::registry::demoConfigurations.back(), nullptr);
+    int destroyed = 0;
+    QObject::connect(sonacore::registry::demoConfigurations.back(), &QObject::destroyed, [&] { ++destroyed; });
+    testsupport::LogCapture capture;
+    ISonaCore::destroy();
+    EXPECT_EQ(destroyed, 1);
+    EXPECT_EQ(sonacore::registry::demoConfigurations.back(), nullptr);
+    EXPECT_EQ(capture.textsStartingWith(QtDebugMsg, "destroy "), testsupport::destroyLogLines);
 }

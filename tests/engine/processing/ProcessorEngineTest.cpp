@@ -6,6 +6,7 @@
 #include "engine/processing/ProcessorSocket.h"
 #include "exceptions/SonaCoreException.h"
 #include "process/DemoConfig.h"
+#include "process/DemoProcessor.h"
 #include "process/ProcessingTestSupport.h"
 #include "process/Processor.h"
 #include "process/WaveformConfig.h"
@@ -19,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -88,9 +90,24 @@ TEST_F(ProcessorFactoryTest, AnUnknownTypeIsWarnedAboutAndThrows) {
     } catch (const exceptions::InstanceNotCreateable& error) {
         EXPECT_EQ(std::string(error.what()), text);
     }
-    EXPECT_THROW(factory.createProcessor("P", demo), exceptions::InstanceNotCreateable);
+    // A processor that needs a buffer is no definition of the table without one.
+    EXPECT_THROW(factory.createProcessor("P", waveform), exceptions::InstanceNotCreateable);
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              (std::vector<std::string>{"createProcessor " + text, "createProcessor " + text}));
+              (std::vector<std::string>{"createProcessor " + text,
+                                        "createProcessor There is no definition available to build a "
+                                        "processor of type: WaveformProcessor"}));
+}
+
+TEST_F(ProcessorFactoryTest, TheTableWithoutBufferBuildsTheSineGeneratorInactive) {
+    EXPECT_EQ(engine::processing::ProcessorFactory::definitions().size(), 1U);
+    EXPECT_EQ(engine::processing::ProcessorFactory::definitions().count("DemoProcessor"), 1U);
+    engine::processing::ProcessorFactory factory;
+    process::DemoConfig demo;
+    std::unique_ptr<process::Processor> processor(factory.createProcessor("G", demo));
+    ASSERT_NE(dynamic_cast<process::DemoProcessor*>(processor.get()), nullptr);
+    EXPECT_EQ(processor->getWorkerName(), "DemoProcessor (SinGen) - G");
+    EXPECT_FALSE(processor->isActive());
+    EXPECT_EQ(processor->parent(), nullptr);
 }
 
 TEST_F(ProcessorSocketTest, ConstructionRunsTheProcessorOnItsOwnThreadAndLogs) {
@@ -381,6 +398,51 @@ TEST_F(ProcessorEngineTest, ADemoConfigurationIsNotCreateableBecauseOnlyTheBuffe
     EXPECT_EQ(processorEngine.findSocket("DemoProcessor_00a0c9112233_0"), nullptr);
     // The failed call changed nothing: the same unique ID can be added once it is buildable.
     EXPECT_NE(processorEngine.addProcessor(processA, &channel0), nullptr);
+}
+
+TEST_F(ProcessorEngineTest, TheGeneratorPathRunsTheSineGeneratorAtOnceWithoutABuffer) {
+    engine::processing::ProcessorEngine processorEngine;
+    process::DemoConfig demo("demo", 5);
+    sonacore::ProcessConfiguration demoProcess("demo process", &demo, "generator", 3);
+    engine::processing::ProcessorHandle* handle = processorEngine.addGeneratorProcessor(demoProcess);
+    ASSERT_NE(handle, nullptr);
+    EXPECT_EQ(handle->getUniqueId(), "DemoProcessor_generator_3");
+    EXPECT_TRUE(handle->isActive());
+    processingtest::Deliveries collector;
+    processorEngine.getProcessConnection(handle)->setCallbackMethod(collector.callback());
+    ASSERT_TRUE(testsupport::spinUntil([&] { return collector.count() >= 2; }));
+    EXPECT_EQ(collector.at(0).name, "DemoProcessor (SinGen) - demo process");
+    EXPECT_EQ(collector.at(0).y, (std::vector<double>{100.0, 0.0}));
+    EXPECT_EQ(collector.at(1).y, std::vector<double>{5.0 * std::sin(0.1)});
+
+    // A stop ends the loop for good; removing and adding again restarts it.
+    handle->stop();
+    EXPECT_FALSE(handle->isActive());
+    processorEngine.removeProcessor(handle);
+    processingtest::Deliveries again;
+    engine::processing::ProcessorHandle* second = processorEngine.addGeneratorProcessor(demoProcess);
+    EXPECT_EQ(second, handle);
+    processorEngine.getProcessConnection(second)->setCallbackMethod(again.callback());
+    ASSERT_TRUE(testsupport::spinUntil([&] { return again.count() >= 1; }));
+    EXPECT_EQ(again.at(0).x, (std::vector<double>{100.0, 0.1}));
+}
+
+TEST_F(ProcessorEngineTest, TheGeneratorPathRefusesADuplicateAndSettingsThatNeedABuffer) {
+    engine::processing::ProcessorEngine processorEngine;
+    process::DemoConfig demo;
+    sonacore::ProcessConfiguration demoProcess("demo process", &demo, "generator", 0);
+    sonacore::ProcessConfiguration sameId("same id", &demo, "generator", 0);
+    processorEngine.addGeneratorProcessor(demoProcess);
+    testsupport::LogCapture capture;
+    EXPECT_THROW(processorEngine.addGeneratorProcessor(sameId), exceptions::ProcessorAlreadyExists);
+    EXPECT_THROW(processorEngine.addGeneratorProcessor(processA), exceptions::InstanceNotCreateable);
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              (std::vector<std::string>{
+                  "addProcessor Processor for the given process configuration 'same id' already exists  by "
+                  "processor unique ID:  DemoProcessor_generator_0",
+                  "createProcessor There is no definition available to build a processor of type: "
+                  "WaveformProcessor"}));
+    EXPECT_EQ(processorEngine.findSocket(idChannel0), nullptr);
 }
 
 TEST_F(ProcessorEngineTest, StopStopsEveryProcessorLeavesThemInPlaceAndALaterStartWorks) {
