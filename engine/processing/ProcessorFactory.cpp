@@ -4,6 +4,8 @@
 #include "process/DemoConfig.h"
 #include "process/DemoProcessor.h"
 #include "process/ProcessorConfigBase.h"
+#include "process/SoundLevelValueProcessor.h"
+#include "process/SpectrumProcessor.h"
 #include "process/WaveformProcessor.h"
 #include "sonacore/Log.h"
 #include "sonacore/SonaCoreConstants.h"
@@ -17,6 +19,8 @@ namespace {
 // Each definition wraps the creation function kept with its processor class.
 const std::map<std::string, ProcessorFactory::DefinitionWithBuffer> tableWithBuffer{
     {sonacore::constants::waveformProcessor, &process::WaveformProcessor::create},
+    {sonacore::constants::spectrumProcessor, &process::SpectrumProcessor::create},
+    {sonacore::constants::soundLevelValueProcessor, &process::SoundLevelValueProcessor::create},
 };
 
 // Processors without a buffer: sources of their own, reached through the engine's generator path.

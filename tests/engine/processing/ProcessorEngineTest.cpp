@@ -9,6 +9,10 @@
 #include "process/DemoProcessor.h"
 #include "process/ProcessingTestSupport.h"
 #include "process/Processor.h"
+#include "process/SoundLevelValueConfig.h"
+#include "process/SoundLevelValueProcessor.h"
+#include "process/SpectrumConfig.h"
+#include "process/SpectrumProcessor.h"
 #include "process/WaveformConfig.h"
 #include "process/WaveformProcessor.h"
 #include "sonacore/BufferConfiguration.h"
@@ -77,6 +81,20 @@ TEST_F(ProcessorFactoryTest, TheBufferTableBuildsTheWaveformProcessorComplete) {
     EXPECT_EQ(waveformProcessor->getWorkerName(), "P");
     EXPECT_EQ(waveformProcessor->getXValues().size(), 4U);
     EXPECT_EQ(processor->parent(), nullptr);
+}
+
+TEST_F(ProcessorFactoryTest, TheBufferTableBuildsTheSpectrumAndSoundLevelProcessors) {
+    EXPECT_EQ(engine::processing::ProcessorFactory::definitionsWithBuffer().size(), 3U);
+    engine::processing::ProcessorFactory factory;
+    process::SpectrumConfig spectrum("spectrum", 64);
+    spectrum.setFftOrder(5);
+    std::unique_ptr<process::Processor> spectrumProcessor(factory.createProcessor("S", spectrum, channel0));
+    ASSERT_NE(dynamic_cast<process::SpectrumProcessor*>(spectrumProcessor.get()), nullptr);
+    EXPECT_EQ(spectrumProcessor->getWorkerName(), "S");
+    process::SoundLevelValueConfig level("level", 24);
+    std::unique_ptr<process::Processor> levelProcessor(factory.createProcessor("L", level, channel0));
+    ASSERT_NE(dynamic_cast<process::SoundLevelValueProcessor*>(levelProcessor.get()), nullptr);
+    EXPECT_EQ(levelProcessor->getWorkerName(), "L");
 }
 
 TEST_F(ProcessorFactoryTest, AnUnknownTypeIsWarnedAboutAndThrows) {
