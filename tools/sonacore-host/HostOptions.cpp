@@ -9,7 +9,8 @@
 namespace host {
 namespace {
 
-bool parseNumber(const std::string& text, std::uint64_t minimum, std::uint64_t maximum, std::uint64_t& value) {
+bool parseNumber(const std::string& text, std::uint64_t minimum, std::uint64_t maximum,
+                 std::uint64_t& value) {
     if (text.empty() || !std::isdigit(static_cast<unsigned char>(text[0]))) {
         return false;
     }
@@ -75,7 +76,8 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             continue;
         }
         if (index + 1 >= argc) {
-            error = "Unknown option or missing value '" + name + "': run 'sonacore-host --help' for the options.";
+            error =
+                "Unknown option or missing value '" + name + "': run 'sonacore-host --help' for the options.";
             return false;
         }
         const std::string value = argv[++index];
@@ -101,7 +103,7 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
         } else if (name == "--signaling") {
             good = parseNumber(value, 1, 100000000, options.signalingAmount);
         } else if (name == "--clock-period") {
-            good = parseNumber(value, 1, 3600000, options.clockPeriodMs);
+            good = parseNumber(value, 0, 3600000, options.clockPeriodMs);
         } else if (name == "--meter") {
             good = parseChannels(value, options.meteredChannels);
             channelsChosen = good;
@@ -115,7 +117,8 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             return false;
         }
         if (!good) {
-            error = "The value '" + value + "' of " + name + " is not valid: run 'sonacore-host --help' for the ranges.";
+            error = "The value '" + value + "' of " + name +
+                    " is not valid: run 'sonacore-host --help' for the ranges.";
             return false;
         }
     }
@@ -132,8 +135,15 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             return false;
         }
     }
-    if (options.clockPeriodMs == 0 && options.signalingAmount > options.bufferSize) {
-        error = "The signalling amount must not exceed the buffer size.";
+    if (options.bufferSize < spectrumFrameLength) {
+        error = "The buffer size must hold one spectrum frame: give --buffer-size " +
+                std::to_string(spectrumFrameLength) + " or more.";
+        return false;
+    }
+    if (options.levelSampleAmount() > options.bufferSize) {
+        error =
+            "The buffer size must hold the samples of one level, six signalling amounts: give --signaling " +
+            std::to_string(options.bufferSize / signalsPerLevel) + " or less.";
         return false;
     }
     return true;
@@ -142,15 +152,23 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
 std::string HostOptions::usage() {
     return "Usage: sonacore-host [options]\n"
            "With no --adapter: the built-in demo on a private network namespace (needs root).\n"
+           "Shows per channel the library's A-, C- and Z-weighted fast sound levels in dB re full scale and "
+           "the\n"
+           "frequency of the strongest bin of its 16384-point power spectrum, for streams of 48 kHz.\n"
            "  --list                   list the capture adapters, numbered from 1\n"
            "  --adapter N|NAME         capture on this adapter\n"
            "  --mac XX:XX:XX:XX:XX:XX  the stream's source address (default 00:a0:c9:11:22:33)\n"
            "  --channels N             channels in the stream (default 2)\n"
            "  --samples-per-frame N    samples per channel in one frame (default 6)\n"
            "  --sample-size N          bytes per sample (default 2)\n"
-           "  --buffer-size N          samples kept per channel (default 48000)\n"
-           "  --signaling N            samples per update, on the buffer's clock (default 4800)\n"
-           "  --clock-period MS        update every MS milliseconds on the processors' own clock instead\n"
+           "  --buffer-size N          samples kept per channel, at least one spectrum frame of 16384\n"
+           "                           (default 48000)\n"
+           "  --signaling N            samples per buffer signal; a level comes every 6 signals, so\n"
+           "                           6 x N must fit in the buffer (default 480)\n"
+           "  --clock-period MS        milliseconds between spectra on the processors' own clock, or 0 for "
+           "a\n"
+           "                           spectrum on every buffer signal (default 200); levels always follow\n"
+           "                           the buffer's signal\n"
            "  --meter 0,1,...          channels to meter (default: all, up to 8)\n"
            "  --duration S             seconds to run (default 10)\n"
            "  --talker PATH            the AVTP talker for the built-in demo\n";

@@ -8,6 +8,15 @@ namespace host {
 
 // What the host program was asked to do. With no adapter it runs the built-in demo on its own sandbox.
 struct HostOptions {
+    // The rate of every stream the host meets, in Hz. The library's level filters and time constants are made
+    // for it, and it maps a spectrum bin to hertz.
+    static constexpr double sampleRate = 48000.0;
+    // log2 of the spectrum's frame length: 16384 samples, bins 2.93 Hz apart.
+    static constexpr std::uint64_t spectrumOrder = 14;
+    static constexpr std::uint64_t spectrumFrameLength = std::uint64_t{1} << spectrumOrder;
+    // The sound level processor works once per six buffer signals, on the samples of all six together.
+    static constexpr std::uint64_t signalsPerLevel = 6;
+
     bool help = false;
     bool list = false;
     // Number or name of the adapter; empty for the built-in demo.
@@ -17,17 +26,20 @@ struct HostOptions {
     std::uint64_t channels = 2;
     std::uint64_t samplesPerFrame = 6;
     std::uint64_t sampleSize = 2;
+    // Samples kept per channel: one second, room for a spectrum frame and a level's six signals.
     std::uint64_t bufferSize = 48000;
-    // Samples per delivery under the buffer's clock; 0.1 s at 48 kHz.
-    std::uint64_t signalingAmount = 4800;
-    // Milliseconds between deliveries under the processors' own clock; 0 keeps the buffer's clock.
-    std::uint64_t clockPeriodMs = 0;
+    // Samples between two buffer signals: 10 ms at 48 kHz, so a level every 60 ms.
+    std::uint64_t signalingAmount = 480;
+    // Milliseconds between two spectra on the spectrum processor's own timer; 0 calculates one on every
+    // buffer signal instead.
+    std::uint64_t clockPeriodMs = 200;
     std::vector<unsigned> meteredChannels{0, 1};
     double durationSeconds = 10.0;
-    // The level that reads 0 dBFS: a full-scale 16-bit sample.
-    double fullScale = 1.0;
     // The talker of the built-in demo, when not found beside this program.
     std::string talkerPath;
+
+    // The samples of one level: those of six buffer signals.
+    std::uint64_t levelSampleAmount() const { return signalsPerLevel * signalingAmount; }
 
     // Fills `options` from the command line; false with a one-sentence `error` for bad input.
     static bool parse(int argc, char** argv, HostOptions& options, std::string& error);

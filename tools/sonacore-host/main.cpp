@@ -1,26 +1,34 @@
-// sonacore-host: live level meters on IEEE 1722 audio streams, built only on the library's public interface.
+// sonacore-host: live sound levels and spectra of IEEE 1722 audio streams, built only on the library's public
+// interface.
+//
+// For each metered channel it runs two of the library's analysers and shows what they deliver: a sound level
+// processor, whose A-, C- and Z-weighted fast levels in dB re full scale it prints as they come, and a
+// spectrum processor of 16384 points, of whose power spectrum it prints the strongest bin's frequency in Hz
+// (bin times 48000 / 16384, 2.93 Hz apart). On a terminal the channels are bars that redraw in place,
+// otherwise plain lines once a second.
 //
 // With no arguments it runs a self-contained demo: it creates a private network namespace with a veth pair,
 // starts our AVTP talker inside it sending a 1 kHz full-scale sine and a 440 Hz half-scale sine, captures on
-// the other end through the library, and for about ten seconds shows per-channel peak and RMS levels in dBFS
-// computed from the delivered waveforms. Everything it created is removed at the end, also on Ctrl-C.
-// The demo needs root (it creates a namespace).
+// the other end through the library, and shows the two channels for about ten seconds: channel 0 settles at
+// -3.01 dB (dBZ) near 1000 Hz, channel 1 at -9.03 dB (dBZ) near 440 Hz. Everything it created is removed at
+// the end, also on Ctrl-C. The demo needs root (it creates a namespace).
 //
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --list                  the capture adapters, numbered from 1
 //      sonacore-host --adapter eth1 --mac 00:a0:c9:11:22:33 [--channels 2] [--duration 30] ...
 //      sonacore-host --help                  every option
 #include "HostOptions.h"
-#include "LevelMeter.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
+#include "SpectrumPeak.h"
 
 #include "exceptions/SonaCoreException.h"
+#include "sonacore/IChannelAmountChanged.h"
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
-#include "sonacore/IChannelAmountChanged.h"
+#include "sonacore/ISoundLevelValueConfig.h"
+#include "sonacore/ISpectrumConfig.h"
 #include "sonacore/IStatusMessage.h"
-#include "sonacore/IWaveformConfig.h"
 #include "version/LibraryVersion.h"
 
 #include <QCoreApplication>
@@ -67,7 +75,8 @@ void printAdapters(sonacore::INetworkDeviceManager& manager) {
 }
 
 // The adapter by number or by name; null with a sentence when there is none.
-sonacore::INetworkDeviceInfo* findAdapter(sonacore::INetworkDeviceManager& manager, const std::string& wanted) {
+sonacore::INetworkDeviceInfo* findAdapter(sonacore::INetworkDeviceManager& manager,
+                                          const std::string& wanted) {
     for (std::uint64_t number = 1; number <= manager.getDeviceCount(); ++number) {
         sonacore::INetworkDeviceInfo& adapter = manager.getDeviceInfo(number);
         if (adapter.getDeviceName() == wanted || std::to_string(number) == wanted) {
@@ -99,13 +108,14 @@ int run(const host::HostOptions& options) {
         return 2;
     }
 
-    auto* buffer = options.clockPeriodMs > 0
-                       ? sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize)
-                       : sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize,
-                                                                        options.signalingAmount);
+    // Levels need the buffer's signal whatever the spectra run on: a timer tick carries no amount of samples,
+    // and the sound level processor completes no block without one.
+    auto* buffer = sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize,
+                                                                  options.signalingAmount);
     auto* device = sonacore::IDeviceConfiguration::createInstance("host device", *buffer, options.sampleSize,
                                                                   options.channels, options.samplesPerFrame);
-    auto* stream = sonacore::IStreamConfiguration::createInstance("host stream", options.deviceKey, *adapter, *device);
+    auto* stream =
+        sonacore::IStreamConfiguration::createInstance("host stream", options.deviceKey, *adapter, *device);
 
     sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
     try {
@@ -118,26 +128,48 @@ int run(const host::HostOptions& options) {
         return 1;
     }
 
-    host::MeterDisplay display(options.meteredChannels, options.fullScale);
+    host::MeterDisplay display(options.meteredChannels);
     std::vector<sonacore::ihandles::IProcessorHandle*> processors;
-    const std::uint64_t window = options.clockPeriodMs > 0 ? options.bufferSize / 4 : options.signalingAmount;
     for (const unsigned channel : options.meteredChannels) {
-        auto* waveform =
-            options.clockPeriodMs > 0
-                ? sonacore::iprocess::IWaveformConfig::createInstance("meter " + std::to_string(channel), window,
-                                                                      options.clockPeriodMs)
-                : sonacore::iprocess::IWaveformConfig::createInstance("meter " + std::to_string(channel), window);
-        auto* process = sonacore::IProcessConfiguration::createInstance(
-            "channel " + std::to_string(channel), *waveform, options.deviceKey, static_cast<unsigned char>(channel));
-        sonacore::ihandles::IProcessorHandle* handle = core->addProcessor(*process);
-        core->getMeteringDataSource(*handle)->bindChannelCallback(
-            [&display, channel, window](sonacore::IChannelData& data) {
-                // The first delivery holds zero points in front of the block; only the block is metered.
+        const auto audioChannel = static_cast<unsigned char>(channel);
+        const std::string suffix = " " + std::to_string(channel);
+
+        auto* level = sonacore::iprocess::ISoundLevelValueConfig::createInstance("level" + suffix,
+                                                                                 options.levelSampleAmount());
+        sonacore::ihandles::IProcessorHandle* levelHandle =
+            core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
+                "level" + suffix, *level, options.deviceKey, audioChannel));
+        core->getMeteringDataSource(*levelHandle)
+            ->bindChannelCallback([&display, channel](sonacore::IChannelData& data) {
+                using namespace sonacore::iprocess;
                 const std::vector<double> y = data.getVectorData().getY();
-                const std::size_t skip = y.size() > window ? y.size() - window : 0;
-                display.update(channel, host::LevelMeter::measure(y.data() + skip, y.size() - skip));
+                if (y.size() < soundLevelValueTypes.size()) {
+                    return;
+                }
+                display.updateLevels(channel, y[dbaSplFast.identifier], y[dbcSplFast.identifier],
+                                     y[dbzSplFast.identifier]);
             });
-        processors.push_back(handle);
+        processors.push_back(levelHandle);
+
+        // By default a spectrum every 200 ms on the processor's own timer: 5 transforms of 16384 points and 5
+        // deliveries of 8192 bins a second per channel, where the buffer's signal every 480 samples would ask
+        // for 100 of each, while the display shows no more than 10 a second.
+        auto* spectrum =
+            options.clockPeriodMs > 0
+                ? sonacore::iprocess::ISpectrumConfig::createInstance(
+                      "spectrum" + suffix, host::HostOptions::spectrumFrameLength, options.clockPeriodMs)
+                : sonacore::iprocess::ISpectrumConfig::createInstance("spectrum" + suffix,
+                                                                      host::HostOptions::spectrumFrameLength);
+        spectrum->setFftOrder(host::HostOptions::spectrumOrder);
+        sonacore::ihandles::IProcessorHandle* spectrumHandle =
+            core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
+                "spectrum" + suffix, *spectrum, options.deviceKey, audioChannel));
+        core->getMeteringDataSource(*spectrumHandle)
+            ->bindChannelCallback([&display, channel](sonacore::IChannelData& data) {
+                display.updateSpectrum(
+                    channel, host::peakFrequency(data.getVectorData().getY(), host::HostOptions::sampleRate));
+            });
+        processors.push_back(spectrumHandle);
     }
     for (auto* handle : processors) {
         handle->start();
@@ -150,16 +182,18 @@ int run(const host::HostOptions& options) {
                      Qt::DirectConnection);
     stopper.start(static_cast<int>(options.durationSeconds * 1000));
     QTimer interruption;
-    QObject::connect(&interruption, &QTimer::timeout, QCoreApplication::instance(),
-                     [] {
-                         if (interrupted != 0) {
-                             QCoreApplication::quit();
-                         }
-                     },
-                     Qt::DirectConnection);
+    QObject::connect(
+        &interruption, &QTimer::timeout, QCoreApplication::instance(),
+        [] {
+            if (interrupted != 0) {
+                QCoreApplication::quit();
+            }
+        },
+        Qt::DirectConnection);
     interruption.start(50);
     QTimer redraw;
-    QObject::connect(&redraw, &QTimer::timeout, &redraw, [&display] { display.draw(); }, Qt::DirectConnection);
+    QObject::connect(
+        &redraw, &QTimer::timeout, &redraw, [&display] { display.draw(); }, Qt::DirectConnection);
     redraw.start(100);
 
     QCoreApplication::exec();
@@ -193,9 +227,11 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    std::cout << "SonaCore " << vq::sonaCoreLib::getVersion() << ", interface " << vq::sonaCoreLib::getInterfaceVersion()
-              << (vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion) ? " (compatible)"
-                                                                                           : " (NOT compatible)")
+    std::cout << "SonaCore " << vq::sonaCoreLib::getVersion() << ", interface "
+              << vq::sonaCoreLib::getInterfaceVersion()
+              << (vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion)
+                      ? " (compatible)"
+                      : " (NOT compatible)")
               << "\n";
     if (!vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion)) {
         std::cerr << "This program was built for interface version " << hostInterfaceVersion
