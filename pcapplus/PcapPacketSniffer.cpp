@@ -22,16 +22,33 @@ void replaceCallback(PacketCallback callback) {
     packetCallback = std::move(callback);
 }
 
+// What a failed activation of `device` reports, in the words libpcap's own one-call open uses, so that the
+// error text reads the same whichever way the adapter is opened.
+std::string activationError(const std::string& device, int status, const char* detail) {
+    if (status == PCAP_ERROR) {
+        return device + ": " + detail;
+    }
+    if (status == PCAP_ERROR_NO_SUCH_DEVICE || status == PCAP_ERROR_PERM_DENIED ||
+        status == PCAP_ERROR_PROMISC_PERM_DENIED) {
+        return device + ": " + pcap_statustostr(status) + " (" + detail + ")";
+    }
+    return device + ": " + pcap_statustostr(status);
+}
+
 } // namespace
 
-PcapPacketSniffer::PcapPacketSniffer(const PcapDeviceInfo& info, int snapLength, int promiscuous, int timeoutMs,
-                                     QObject* parent)
+PcapPacketSniffer::PcapPacketSniffer(const PcapDeviceInfo& info, int snapLength, int promiscuous,
+                                     int timeoutMs, QObject* parent)
     : QObject(parent), name("PcapPacketSniffer (eth" + std::to_string(info.getDeviceNumber()) + ")"),
       deviceInfo(info) {
+    loopState->dropWatch.setReport(
+        [this](std::uint64_t dropped, std::uint64_t total) { reportKernelDrops(dropped, total); });
     configure(info, snapLength, promiscuous, timeoutMs);
 }
 
 PcapPacketSniffer::~PcapPacketSniffer() {
+    // First, so that a loop still running reports nothing through a sniffer that is going away.
+    loopState->dropWatch.clearReport();
     replaceCallback(&PcapPacketSniffer::dummyPacketHandler);
     stop();
     waitForLoops();
@@ -42,19 +59,19 @@ PcapPacketSniffer::~PcapPacketSniffer() {
     }
 }
 
-void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, int promiscuous, int timeoutMs) {
+void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, int promiscuous,
+                                  int timeoutMs) {
     if (!info.isValid()) {
         configured = false;
         sonacore::log::debug("configure", sonacore::log::name(name),
-                             "Passed device info object is invalid! Cannot configure device", " number: ",
-                             info.getDeviceNumber());
+                             "Passed device info object is invalid! Cannot configure device",
+                             " number: ", info.getDeviceNumber());
         return;
     }
     deviceInfo = PcapDeviceInfo(info.getDeviceNumber(), info.getDeviceName(), info.getDeviceDescription());
 
-    char errorBuffer[PCAP_ERRBUF_SIZE] = {};
-    pcap_t* handle =
-        pcap_open_live(deviceInfo.getDeviceName().c_str(), snapLength, promiscuous, timeoutMs, errorBuffer);
+    std::string error;
+    pcap_t* handle = openAdapter(snapLength, promiscuous, timeoutMs, error);
     std::string text;
     if (handle != nullptr) {
         // A second configure of an open sniffer replaces its handle, once no loop can use the old one.
@@ -66,15 +83,46 @@ void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, in
             pcap_close(pcapHandle);
         }
         pcapHandle = handle;
+        loopState->dropWatch.restart();
         text = "Successfully configured adapter number " + std::to_string(deviceInfo.getDeviceNumber());
         configured = true;
     } else {
         text = "Unable to open the adapter number " + std::to_string(deviceInfo.getDeviceNumber()) +
-               ". Error message: " + errorBuffer;
+               ". Error message: " + error;
         configured = pcapHandle != nullptr;
     }
     sonacore::log::debug("configure", sonacore::log::name(name), text);
     emitStatus(text);
+}
+
+pcap_t* PcapPacketSniffer::openAdapter(int snapLength, int promiscuous, int timeoutMs, std::string& error) {
+    const std::string& device = deviceInfo.getDeviceName();
+    char errorBuffer[PCAP_ERRBUF_SIZE] = {};
+    pcap_t* handle = pcap_create(device.c_str(), errorBuffer);
+    if (handle == nullptr) {
+        error = errorBuffer;
+        return nullptr;
+    }
+    // These only fail on an activated handle.
+    pcap_set_snaplen(handle, snapLength);
+    pcap_set_promisc(handle, promiscuous);
+    pcap_set_timeout(handle, timeoutMs);
+    pcap_set_buffer_size(handle, kernelRingBytes);
+    const int status = pcap_activate(handle);
+    if (status < 0) {
+        error = activationError(device, status, pcap_geterr(handle));
+        pcap_close(handle);
+        return nullptr;
+    }
+    if (status > 0) {
+        // The adapter is open and captures; the warning says what it does differently from what was asked.
+        const std::string detail = pcap_geterr(handle);
+        const std::string text =
+            "Adapter number " + std::to_string(deviceInfo.getDeviceNumber()) +
+            " opened with a warning: " + (detail.empty() ? std::string(pcap_statustostr(status)) : detail);
+        sonacore::log::warning("configure", sonacore::log::name(name), text);
+    }
+    return handle;
 }
 
 bool PcapPacketSniffer::isConfigured() {
@@ -171,7 +219,8 @@ std::string PcapPacketSniffer::toString() const {
            "\nRunning: " + (listening.load() ? "1" : "0") + "\nAdapter details:\n\t" + deviceInfo.toString();
 }
 
-void PcapPacketSniffer::pcapCallback(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
+void PcapPacketSniffer::pcapCallback(unsigned char* user, const pcap_pkthdr* header,
+                                     const unsigned char* frame) {
     static_cast<void>(user);
     try {
         std::shared_lock<std::shared_mutex> lock(callbackMutex);
@@ -181,10 +230,12 @@ void PcapPacketSniffer::pcapCallback(unsigned char* user, const pcap_pkthdr* hea
     } catch (...) {
         sonacore::log::warning("pcapCallback", "Frame handling failed");
     }
+    RunPcapEventLoop::frameHandedOver();
 }
 
 void PcapPacketSniffer::dummyPacketHandler(unsigned char*, const pcap_pkthdr*, const unsigned char*) {
-    sonacore::log::warning("dummyPacketHandler", "Pcap++ callback not bound! Please call method 'registerCallback'",
+    sonacore::log::warning("dummyPacketHandler",
+                           "Pcap++ callback not bound! Please call method 'registerCallback'",
                            "to bind a valid receiver!");
 }
 
@@ -194,9 +245,19 @@ void PcapPacketSniffer::waitForLoops() {
     loopState->changed.wait(lock, [this] { return loopState->pending == 0; });
 }
 
-void PcapPacketSniffer::emitStatus(const std::string& text) {
-    emit message(std::make_shared<sonacore::StatusMessage>(name, sonacore::constants::messageTypeInformation,
-                                                           "PcapPacketSniffer", text));
+KernelDropWatch::Totals PcapPacketSniffer::getKernelDrops() const {
+    return loopState->dropWatch.totals();
+}
+
+void PcapPacketSniffer::reportKernelDrops(std::uint64_t dropped, std::uint64_t total) {
+    const std::string text = "Capture dropped " + std::to_string(dropped) + " frames in the kernel (total " +
+                             std::to_string(total) + ")";
+    sonacore::log::warning("reportKernelDrops", sonacore::log::name(name), text);
+    emitStatus(text, sonacore::constants::messageTypeWarning);
+}
+
+void PcapPacketSniffer::emitStatus(const std::string& text, const std::string& type) {
+    emit message(std::make_shared<sonacore::StatusMessage>(name, type, "PcapPacketSniffer", text));
 }
 
 } // namespace pcapplus

@@ -5,6 +5,13 @@
 #include <utility>
 
 namespace pcapplus {
+namespace {
+
+// The loop that runs on this thread: the capture callback is a plain function with a null user pointer, so
+// this is how it finds the handle whose frames it is handed.
+thread_local RunPcapEventLoop* activeLoop = nullptr;
+
+} // namespace
 
 RunPcapEventLoop::RunPcapEventLoop(std::string snifferName, pcap_t* pcapHandle,
                                    std::shared_ptr<CaptureLoopState> state, pcap_handler callback)
@@ -24,7 +31,10 @@ void RunPcapEventLoop::run() {
         state->inLoop = true;
     }
     sonacore::log::debug("run", sonacore::log::name(snifferName), "PCAP listener active");
+    activeLoop = this;
     pcap_loop(pcapHandle, 0, callback, nullptr);
+    activeLoop = nullptr;
+    state->dropWatch.captureEnded(pcapHandle);
     sonacore::log::debug("run", sonacore::log::name(snifferName), "PCAP listener INACTIVE");
     {
         std::lock_guard<std::mutex> lock(state->mutex);
@@ -32,6 +42,12 @@ void RunPcapEventLoop::run() {
         --state->pending;
     }
     state->changed.notify_all();
+}
+
+void RunPcapEventLoop::frameHandedOver() {
+    if (activeLoop != nullptr) {
+        activeLoop->state->dropWatch.frameHandedOver(activeLoop->pcapHandle);
+    }
 }
 
 } // namespace pcapplus

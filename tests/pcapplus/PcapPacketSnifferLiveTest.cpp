@@ -6,10 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -78,7 +81,8 @@ protected:
 TEST_F(PcapPacketSnifferLive, OpensTheAdapterAndLogsIt) {
     testsupport::LogCapture capture;
     auto sniffer = openSniffer();
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "configure " + sniffer5() + " Successfully configured adapter number 5"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg,
+                                 "configure " + sniffer5() + " Successfully configured adapter number 5"));
     EXPECT_TRUE(sniffer->isConfigured());
     EXPECT_EQ(sniffer->getName(), "PcapPacketSniffer (eth5)");
     EXPECT_FALSE(sniffer->isListening());
@@ -86,21 +90,24 @@ TEST_F(PcapPacketSnifferLive, OpensTheAdapterAndLogsIt) {
 
 TEST_F(PcapPacketSnifferLive, TextOfAConfiguredSniffer) {
     auto sniffer = openSniffer();
-    EXPECT_EQ(sniffer->toString(), "PcapPacketSniffer (eth5) configured on device: 5\nBound to packet receiver: "
-                                   "None\nFilter set: None\nRunning: 0\nAdapter details:\n\tSystem device number: "
-                                   "5\n\tSystem device name: " +
-                                       captureInterface() + "\n\tSystem device description: Not available\n");
+    EXPECT_EQ(sniffer->toString(),
+              "PcapPacketSniffer (eth5) configured on device: 5\nBound to packet receiver: "
+              "None\nFilter set: None\nRunning: 0\nAdapter details:\n\tSystem device number: "
+              "5\n\tSystem device name: " +
+                  captureInterface() + "\n\tSystem device description: Not available\n");
 }
 
 TEST_F(PcapPacketSnifferLive, FilterIsSetAndReported) {
     // Declared first, so that it outlives the sniffer, which reports its stop as it ends.
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
     auto sniffer = openSniffer();
-    QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
-                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    QObject::connect(
+        sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
+        [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
     EXPECT_TRUE(sniffer->setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN));
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "setFilter " + sniffer5() + " Filter 'ether proto 0x22f0' enabled"));
+    EXPECT_TRUE(
+        capture.contains(QtDebugMsg, "setFilter " + sniffer5() + " Filter 'ether proto 0x22f0' enabled"));
     EXPECT_EQ(messageTexts(messages), std::vector<std::string>{"Filter 'ether proto 0x22f0' enabled"});
     EXPECT_EQ(messages[0]->getMessageClass(), "StatusMessage");
     EXPECT_EQ(messages[0]->getMessageId(), "PcapPacketSniffer (eth5)");
@@ -116,9 +123,10 @@ TEST_F(PcapPacketSnifferLive, BadFilterSyntaxReportsCompileFailureAndStillTriesT
     EXPECT_FALSE(sniffer->setFilter("ether proto ((", 1, PCAP_NETMASK_UNKNOWN));
     const auto lines = capture.texts(QtDebugMsg);
     ASSERT_EQ(lines.size(), 1U);
-    const std::string expectedStart = "setFilter " + sniffer5() +
-                                      " Filter 'ether proto ((': Unable to compile! Check the syntax: cannot be set! "
-                                      "Error message: ";
+    const std::string expectedStart =
+        "setFilter " + sniffer5() +
+        " Filter 'ether proto ((': Unable to compile! Check the syntax: cannot be set! "
+        "Error message: ";
     EXPECT_EQ(lines[0].substr(0, expectedStart.size()), expectedStart);
     EXPECT_FALSE(sniffer->isFilterActive());
     EXPECT_EQ(sniffer->getFilterExpression(), "None");
@@ -129,8 +137,9 @@ TEST_F(PcapPacketSnifferLive, FrameBeforeAnyReceiverGoesToTheDummyHandler) {
     testsupport::LogCapture capture;
     sniffer->start();
     sendFrames(3);
-    const std::string dummy = "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
-                              "to bind a valid receiver!";
+    const std::string dummy =
+        "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
+        "to bind a valid receiver!";
     EXPECT_TRUE(testsupport::spinUntil([&] { return capture.count(QtWarningMsg, dummy) >= 3; }));
 }
 
@@ -141,7 +150,8 @@ TEST_F(PcapPacketSnifferLive, RegisteredReceiverGetsOnlyFramesOfTheFilter) {
     testsupport::LogCapture capture;
     sniffer->setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN);
     sniffer->registerPacketReceiver(receiver);
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "registerPacketReceiver " + sniffer5() + " Registered: RecordingReceiver"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg,
+                                 "registerPacketReceiver " + sniffer5() + " Registered: RecordingReceiver"));
     EXPECT_EQ(sniffer->getReceiverName(), "RecordingReceiver");
     EXPECT_EQ(receiver.boundNumber, 5);
     sniffer->start();
@@ -163,8 +173,9 @@ TEST_F(PcapPacketSnifferLive, StartTwiceWarnsAndRunsOneLoop) {
     testsupport::LogCapture capture;
     sniffer->start();
     sniffer->start();
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"start " + sniffer5() + " Sniffer already listening, cannot be started!"});
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{"start " + sniffer5() + " Sniffer already listening, cannot be started!"});
     ASSERT_TRUE(testsupport::spinUntil(
         [&] { return capture.count(QtDebugMsg, "run " + sniffer5() + " PCAP listener active") == 1; }));
     sendFrames(10);
@@ -195,8 +206,9 @@ TEST_F(PcapPacketSnifferLive, StartStopAndStartAgainReportEachStep) {
     RecordingReceiver receiver;
     auto sniffer = openSniffer();
     sniffer->registerPacketReceiver(receiver);
-    QObject::connect(sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
-                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    QObject::connect(
+        sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
+        [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
 
     sniffer->start();
@@ -228,7 +240,8 @@ TEST_F(PcapPacketSnifferLive, DestructionStopsWaitsForTheLoopAndReleasesTheHandl
     sniffer.reset();
     EXPECT_TRUE(capture.contains(QtDebugMsg, "stop " + sniffer5() + " Stop listening"));
     EXPECT_TRUE(capture.contains(QtDebugMsg, "run " + sniffer5() + " PCAP listener INACTIVE"));
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "~PcapPacketSniffer " + sniffer5() + " Release PCAP and free memory"));
+    EXPECT_TRUE(
+        capture.contains(QtDebugMsg, "~PcapPacketSniffer " + sniffer5() + " Release PCAP and free memory"));
 }
 
 TEST_F(PcapPacketSnifferLive, ReceiverRegisteredLastGetsTheFramesOfEverySniffer) {
@@ -252,8 +265,9 @@ TEST_F(PcapPacketSnifferLive, AfterAnySnifferEndsAllFramesReachTheDummyHandler) 
     { auto other = openSniffer(6); }
     testsupport::LogCapture capture;
     sendFrames(4);
-    const std::string dummy = "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
-                              "to bind a valid receiver!";
+    const std::string dummy =
+        "dummyPacketHandler Pcap++ callback not bound! Please call method 'registerCallback' "
+        "to bind a valid receiver!";
     EXPECT_TRUE(testsupport::spinUntil([&] { return capture.count(QtWarningMsg, dummy) >= 4; }));
     EXPECT_EQ(receiver.frames.load(), 0);
 }
@@ -273,21 +287,25 @@ TEST_F(PcapPacketSnifferLive, BindReceiverTwiceBindsOnce) {
 TEST(PcapPacketSniffer, InvalidDeviceInfoLeavesItUnconfigured) {
     testsupport::LogCapture capture;
     pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "configure \"PcapPacketSniffer (eth-1)\" Passed device info object is "
-                                             "invalid! Cannot configure device  number:  -1"));
-    EXPECT_EQ(sniffer.toString(), "PcapPacketSniffer (eth-1)\nNicSniffer initialized but not configured properly!");
+    EXPECT_TRUE(capture.contains(QtDebugMsg,
+                                 "configure \"PcapPacketSniffer (eth-1)\" Passed device info object is "
+                                 "invalid! Cannot configure device  number:  -1"));
+    EXPECT_EQ(sniffer.toString(),
+              "PcapPacketSniffer (eth-1)\nNicSniffer initialized but not configured properly!");
 }
 
 TEST(PcapPacketSniffer, SetFilterOnAnUnconfiguredSnifferWarnsAndFails) {
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
     pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
-    QObject::connect(&sniffer, &pcapplus::PcapPacketSniffer::message, &sniffer,
-                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    QObject::connect(
+        &sniffer, &pcapplus::PcapPacketSniffer::message, &sniffer,
+        [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     testsupport::LogCapture capture;
     EXPECT_FALSE(sniffer.setFilter("ether proto 0x22f0", 1, PCAP_NETMASK_UNKNOWN));
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! "
-                                       "Please set a valid configuration!"});
+              std::vector<std::string>{
+                  "isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! "
+                  "Please set a valid configuration!"});
     EXPECT_EQ(messageTexts(messages),
               std::vector<std::string>{"Sniffer not configured properly! Please set a valid configuration!"});
 }
@@ -296,22 +314,53 @@ TEST(PcapPacketSniffer, StartOnAnUnconfiguredSnifferWarnsWithTheListeningWords) 
     pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "eth0", "x"), 65536, 1, 1);
     testsupport::LogCapture capture;
     sniffer.start();
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              (std::vector<std::string>{
-                  "isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! Please set a valid "
-                  "configuration!",
-                  "start \"PcapPacketSniffer (eth-1)\" Sniffer already listening, cannot be started!"}));
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        (std::vector<std::string>{
+            "isConfigured \"PcapPacketSniffer (eth-1)\" Sniffer not configured properly! Please set a valid "
+            "configuration!",
+            "start \"PcapPacketSniffer (eth-1)\" Sniffer already listening, cannot be started!"}));
     EXPECT_FALSE(sniffer.isListening());
 }
 
 TEST(PcapPacketSniffer, AdapterThatCannotBeOpenedIsReported) {
     testsupport::LogCapture capture;
     pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(3, "sonacore-none0", "x"), 65536, 1, 1);
-    const auto lines = capture.texts(QtDebugMsg);
-    ASSERT_EQ(lines.size(), 1U);
-    const std::string expectedStart =
-        "configure \"PcapPacketSniffer (eth3)\" Unable to open the adapter number 3. Error message: ";
-    EXPECT_EQ(lines[0].substr(0, expectedStart.size()), expectedStart);
-    EXPECT_GT(lines[0].size(), expectedStart.size());
+    EXPECT_EQ(capture.texts(QtDebugMsg),
+              std::vector<std::string>{
+                  "configure \"PcapPacketSniffer (eth3)\" Unable to open the adapter number 3. "
+                  "Error message: sonacore-none0: No such device exists (No such device "
+                  "exists)"});
     EXPECT_FALSE(sniffer.isConfigured());
+}
+
+TEST_F(PcapPacketSnifferLive, OpenedAdapterHasAKernelRingOfTheChosenSize) {
+    // The ring is mapped into the process as the packet socket's memory.
+    const auto socketMappings = [] {
+        std::vector<std::uint64_t> sizes;
+        std::ifstream maps("/proc/self/maps");
+        std::string line;
+        while (std::getline(maps, line)) {
+            if (line.find("socket:[") != std::string::npos) {
+                std::istringstream range(line);
+                std::uint64_t begin = 0;
+                std::uint64_t end = 0;
+                char dash = 0;
+                range >> std::hex >> begin >> dash >> end;
+                sizes.push_back(end - begin);
+            }
+        }
+        return sizes;
+    };
+    const auto before = socketMappings();
+    auto sniffer = openSniffer();
+    ASSERT_TRUE(sniffer->isConfigured());
+    auto after = socketMappings();
+    for (const auto size : before) {
+        const auto kept = std::find(after.begin(), after.end(), size);
+        if (kept != after.end()) {
+            after.erase(kept);
+        }
+    }
+    EXPECT_EQ(after, std::vector<std::uint64_t>{160U << 20});
 }
