@@ -10,9 +10,11 @@ namespace avb {
 
 AvbAudioBuffer::AvbAudioBuffer(std::string bufferName, sonacore::BufferConfiguration* bufferConfiguration)
     : QObject(nullptr), bufferName(std::move(bufferName)), bufferConfiguration(bufferConfiguration),
-      samples(bufferConfiguration->getBufferSize(), 0.0f) {
-    connect(bufferConfiguration, &sonacore::ConfigurationData::configurationChanged, this,
-            &AvbAudioBuffer::sampleAmountConfigChanged, Qt::AutoConnection);
+      samples(bufferConfiguration != nullptr ? bufferConfiguration->getBufferSize() : 0, 0.0f) {
+    if (bufferConfiguration != nullptr) {
+        connect(bufferConfiguration, &sonacore::ConfigurationData::configurationChanged, this,
+                &AvbAudioBuffer::sampleAmountConfigChanged, Qt::AutoConnection);
+    }
     sonacore::log::debug("AvbAudioBuffer", sonacore::log::name(this->bufferName), "Initialized");
 }
 
@@ -22,6 +24,10 @@ AvbAudioBuffer::~AvbAudioBuffer() {
 
 void AvbAudioBuffer::writeSample(const float* sample) {
     std::lock_guard<std::mutex> lock(bufferMutex);
+    // A ring without elements has no place for a sample; the position stays 0 and nothing is counted.
+    if (samples.empty() || sample == nullptr) {
+        return;
+    }
     // The step back to the start happens here, at the next write, so that a full ring reads as position
     // equal to the size.
     if (writePosition == samples.size()) {
@@ -79,7 +85,8 @@ std::vector<float> AvbAudioBuffer::fetchLocked(std::uint64_t amount, std::uint64
     if (amount > size) {
         sonacore::log::warning("fetchSamples", sonacore::log::name(bufferName),
                                "More samples requested than available by the buffer. ",
-                               "Only maximum available amount will be returned: ", size, " instead of ", amount);
+                               "Only maximum available amount will be returned: ", size, " instead of ",
+                               amount);
         amount = size;
     }
     // A position beyond the ring cannot come from this buffer; it is held to the ring so that no copy can
@@ -92,13 +99,14 @@ std::vector<float> AvbAudioBuffer::fetchLocked(std::uint64_t amount, std::uint64
         std::copy(begin, begin + static_cast<std::ptrdiff_t>(amount), result.begin());
         fetchWrapped = false;
     } else if (amount <= position) {
-        std::copy(begin + static_cast<std::ptrdiff_t>(position - amount), begin + static_cast<std::ptrdiff_t>(position),
-                  result.begin());
+        std::copy(begin + static_cast<std::ptrdiff_t>(position - amount),
+                  begin + static_cast<std::ptrdiff_t>(position), result.begin());
         fetchWrapped = false;
     } else {
         const std::uint64_t start = size + position - amount;
         fetchWrapped = true;
-        const auto tail = std::copy(begin + static_cast<std::ptrdiff_t>(start), samples.end(), result.begin());
+        const auto tail =
+            std::copy(begin + static_cast<std::ptrdiff_t>(start), samples.end(), result.begin());
         std::copy(begin, begin + static_cast<std::ptrdiff_t>(position), tail);
     }
     return result;
@@ -119,7 +127,8 @@ bool AvbAudioBuffer::hasFetchWrapped() const {
 }
 
 void AvbAudioBuffer::sampleAmountConfigChanged(std::string changedParameter) {
-    if (changedParameter != sonacore::constants::signalingSampleAmountChanged) {
+    if (changedParameter != sonacore::constants::signalingSampleAmountChanged ||
+        bufferConfiguration == nullptr) {
         return;
     }
     {

@@ -22,18 +22,29 @@ namespace avb {
 // Every operation on the ring holds bufferMutex, a plain (not recursive) mutex. bufferAmountAvailable is
 // emitted with it held, so its receivers must live on other threads (queued connection): a slot running on
 // the capture thread and calling a fetch would deadlock.
+//
+// No configuration makes the buffer read or write outside its ring:
+// - The ring's size is read once, at construction, and never changes. A configuration of size 0 cannot be
+//   made, but should one reach the buffer all the same (or none at all), the ring has no element: a write
+//   stores nothing, counts nothing and signals nothing, and a fetch returns no sample (a request for more
+//   than 0 is logged as oversized).
+// - A fetch of more samples than the ring holds is logged and cut down to the ring's size.
+// - A signalling amount above the ring's size still signals every amount written samples; the block that
+//   ends at the signal is then only held in its last size samples, and a fetch of the whole block is cut
+//   down to those.
 class AvbAudioBuffer : public QObject {
     Q_OBJECT
 
 public:
     // Sizes the ring from the configuration's buffer size (zeros), and follows the configuration's changes
     // of the signalling amount. The configuration is shared by all channels of a device and must outlive
-    // the buffer.
+    // the buffer; null gives a ring without elements that never signals.
     AvbAudioBuffer(std::string bufferName, sonacore::BufferConfiguration* bufferConfiguration);
     ~AvbAudioBuffer() override;
 
     // Stores one sample after the newest. Every time the configured signalling amount of samples has been
     // written since the latest signal (or the latest change of the amount), emits bufferAmountAvailable.
+    // A null sample, or a ring without elements, stores nothing.
     void writeSample(const float* sample);
     void writeSamples(const std::vector<float>& samples);
 
@@ -48,8 +59,8 @@ public:
     // How many signals the buffer has sent, counted from 1; 0 before the first.
     std::uint64_t getSignalSerial() const;
     // The `amount` samples that end at the signal numbered `serial`, for a reader that takes every block in
-    // turn and so may be some signals behind the writer. The positions of the latest signalHistory signals are
-    // kept; an older or a future serial gives the block of the latest signal.
+    // turn and so may be some signals behind the writer. The positions of the latest signalHistory signals
+    // are kept; an older or a future serial gives the block of the latest signal.
     std::vector<float> fetchSignaledSamples(std::uint64_t amount, std::uint64_t serial);
 
     // How many signal positions are kept: at one signal per millisecond, a reader may fall a second behind.

@@ -26,6 +26,9 @@ constexpr std::uint32_t payloadOffset = 38;
 // The AVTP subtype of the AAF audio format, the only one accepted.
 constexpr std::uint8_t aafSubtype = 2;
 
+// The most channels an AAF frame can state: its channels-per-frame field has 10 bits.
+constexpr std::uint64_t maximumChannels = 1023;
+
 } // namespace avtp
 
 // A bounds-checked view of one captured frame. Every read states what it needs; a frame too short for it
@@ -42,7 +45,8 @@ public:
         return holds(offset, 1) ? data[offset] : fallback;
     }
     std::uint16_t bigEndian16At(std::uint32_t offset, std::uint16_t fallback = 0) const {
-        return holds(offset, 2) ? static_cast<std::uint16_t>((data[offset] << 8) | data[offset + 1]) : fallback;
+        return holds(offset, 2) ? static_cast<std::uint16_t>((data[offset] << 8) | data[offset + 1])
+                                : fallback;
     }
     // The bytes from `offset`, or null when `size` of them are not all inside the frame.
     const std::uint8_t* bytesAt(std::uint64_t offset, std::uint64_t size) const {

@@ -46,22 +46,35 @@ void AvtpPacketReceiver::addStreamingDevice(const std::string& deviceKey,
     const DeviceTable& current = devices();
     if (current.audioBuffers.count(deviceKey) != 0) {
         const std::string text =
-            "Buffer already available for the specified device MAC address: " + deviceKey + "! Device won't be added!";
+            "Buffer already available for the specified device MAC address: " + deviceKey +
+            "! Device won't be added!";
         sonacore::log::warning("addStreamingDevice", sonacore::log::name(name()), text);
         throw exceptions::InstanceAlreadyExists(text);
     }
+    // A device is refused when no frame could bring it a sample, or when it asks for more channels than a
+    // frame can state (which would also make as many buffers).
     const std::uint64_t channelAmount = configuration->getChannelAmount();
-    if (channelAmount == 0) {
-        const std::string text = "Invalid channel count '" + std::to_string(channelAmount) +
-                                 "' given for device by '" + configuration->getName() + "' for: " + deviceKey +
-                                 " Device not initialized!";
+    const auto refuse = [&](const std::string& what, std::uint64_t value) {
+        const std::string text = "Invalid " + what + " '" + std::to_string(value) +
+                                 "' given for device by '" + configuration->getName() +
+                                 "' for: " + deviceKey + " Device not initialized!";
         sonacore::log::warning("addStreamingDevice", sonacore::log::name(name()), text);
         throw exceptions::InstanceNotCreateable(text);
+    };
+    if (channelAmount == 0 || channelAmount > avtp::maximumChannels) {
+        refuse("channel count", channelAmount);
+    }
+    if (configuration->getSampleSize() == 0) {
+        refuse("sample size", 0);
+    }
+    if (configuration->getSamplesPerChannel() == 0) {
+        refuse("samples per channel", 0);
     }
 
     // The new device goes into a copy; the capture thread keeps reading the current table meanwhile.
     auto table = std::make_unique<DeviceTable>(current);
-    auto checker = std::make_shared<AvtpPacketChecker>(deviceKey, static_cast<std::int32_t>(channelAmount), nullptr);
+    auto checker =
+        std::make_shared<AvtpPacketChecker>(deviceKey, static_cast<std::int32_t>(channelAmount), nullptr);
     connect(checker.get(), &AvtpPacketBoundaryChecker::message, this, &AvtpPacketReceiver::message,
             Qt::AutoConnection);
     table->packetCheckers[deviceKey] = std::move(checker);
@@ -86,15 +99,16 @@ AvbAudioBuffer* AvtpPacketReceiver::getAudioBuffer(const std::string& deviceKey,
     // One short on purpose: the channel equal to the count passes here and ends in the bounds-checked
     // access below, with the standard out-of-range exception.
     if (found->second.size() < channel) {
-        const std::string text = "No buffer available for the specified channel number '" + std::to_string(channel) +
-                                 "' at streaming device: " + deviceKey;
+        const std::string text = "No buffer available for the specified channel number '" +
+                                 std::to_string(channel) + "' at streaming device: " + deviceKey;
         sonacore::log::warning("getAudioBuffer", sonacore::log::name(name()), text);
         throw exceptions::ResourceNotAvailable(text);
     }
     return found->second.at(channel).get();
 }
 
-void AvtpPacketReceiver::receivePacket(unsigned char*, const pcap_pkthdr* header, const unsigned char* frame) {
+void AvtpPacketReceiver::receivePacket(unsigned char*, const pcap_pkthdr* header,
+                                       const unsigned char* frame) {
     if (header == nullptr || frame == nullptr) {
         return;
     }
@@ -118,7 +132,8 @@ void AvtpPacketReceiver::extractAvtpPacketData(const std::uint8_t* frame, std::u
             return;
         }
         const std::uint64_t missed = missedPackets.fetch_add(1, std::memory_order_relaxed) + 1;
-        sonacore::log::warning("extractAvtpPacketData", sonacore::log::name(name()), "Packets missed: ", missed);
+        sonacore::log::warning("extractAvtpPacketData", sonacore::log::name(name()),
+                               "Packets missed: ", missed);
     }
 }
 
@@ -126,8 +141,9 @@ void AvtpPacketReceiver::writeAudioSamplesToBuffer(const std::uint8_t* frame, co
     writeSamples(frame, currentFrameLength, deviceKey, devices(), nullptr);
 }
 
-void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t length, const std::string& deviceKey,
-                                      const DeviceTable& table, AvtpPacketChecker* checker) {
+void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t length,
+                                      const std::string& deviceKey, const DeviceTable& table,
+                                      AvtpPacketChecker* checker) {
     const auto buffersEntry = table.audioBuffers.find(deviceKey);
     if (buffersEntry == table.audioBuffers.end()) {
         sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()),
@@ -146,20 +162,25 @@ void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t l
         checker != nullptr
             ? channelsOfFrame(*checker, deviceKey, maximumChannels, samplesPerChannel, sampleSize)
             : performPreDataExtractionChecks(deviceKey, maximumChannels, samplesPerChannel, sampleSize);
-    const std::uint64_t total = static_cast<std::uint64_t>(samplesPerChannel) * static_cast<std::uint32_t>(channels);
-    if (total == 0 || buffers.empty()) {
+    const std::uint64_t total =
+        static_cast<std::uint64_t>(samplesPerChannel) * static_cast<std::uint32_t>(channels);
+    // A sample size of 0 is refused when the device is added; here it could only come from a size beyond 32
+    // bits, and a sample without bytes would let a frame of no payload stand for any number of samples.
+    if (total == 0 || sampleSize == 0 || buffers.empty()) {
         return;
     }
-    // The stated length matched what the configuration implies, but only the captured bytes may be read.
-    const std::uint64_t needed = total * sampleSize;
-    if (!AvtpFrameReader(frame, length).holds(avtp::payloadOffset, needed)) {
+    // The stated length matched what the configuration implies, but only the captured bytes may be read. The
+    // test divides rather than multiplies, so that no product of large sizes can wrap round to a small one.
+    if (!AvtpFrameReader(frame, length).holds(avtp::payloadOffset, 0) ||
+        total > (length - avtp::payloadOffset) / sampleSize) {
         sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()),
                                "The stated AVTP stream data length exceeds the captured frame! ",
                                "Packet audio data won't be extracted for device: ", deviceKey);
         return;
     }
 
-    const std::uint64_t stride = static_cast<std::uint64_t>(static_cast<std::uint32_t>(channels)) * sampleSize;
+    const std::uint64_t stride =
+        static_cast<std::uint64_t>(static_cast<std::uint32_t>(channels)) * sampleSize;
     const std::uint8_t* instant = frame + avtp::payloadOffset;
     std::uint64_t written = 0;
     for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
@@ -185,20 +206,22 @@ std::int32_t AvtpPacketReceiver::performPreDataExtractionChecks(const std::strin
     const DeviceTable& table = devices();
     const auto found = table.packetCheckers.find(deviceKey);
     if (found == table.packetCheckers.end() || !found->second) {
-        sonacore::log::warning("performPreDataExtractionChecks", sonacore::log::name(name()),
-                               "The amount of AVTP packet requirements cannot be checked! The required ",
-                               "packet data and boundary check instance is not available for device: ", deviceKey);
+        sonacore::log::warning(
+            "performPreDataExtractionChecks", sonacore::log::name(name()),
+            "The amount of AVTP packet requirements cannot be checked! The required ",
+            "packet data and boundary check instance is not available for device: ", deviceKey);
         return 0;
     }
     return channelsOfFrame(*found->second, deviceKey, maximumChannels, samplesPerChannel, sampleSize);
 }
 
 std::int32_t AvtpPacketReceiver::channelsOfFrame(AvtpPacketChecker& checker, const std::string& deviceKey,
-                                                 std::uint32_t maximumChannels, std::uint32_t samplesPerChannel,
-                                                 std::uint32_t sampleSize) {
+                                                 std::uint32_t maximumChannels,
+                                                 std::uint32_t samplesPerChannel, std::uint32_t sampleSize) {
     const std::int32_t channels = checker.checkChannelAmount(static_cast<std::int32_t>(maximumChannels));
     // In 32-bit arithmetic, as the stated length is compared with it.
-    const auto expected = static_cast<std::int32_t>(sampleSize * samplesPerChannel * static_cast<std::uint32_t>(channels));
+    const auto expected =
+        static_cast<std::int32_t>(sampleSize * samplesPerChannel * static_cast<std::uint32_t>(channels));
     if (checker.isStreamDataLengthExpected(expected)) {
         return channels;
     }
@@ -208,7 +231,8 @@ std::int32_t AvtpPacketReceiver::channelsOfFrame(AvtpPacketChecker& checker, con
     return 0;
 }
 
-AvtpPacketReceiver::BufferAvailability AvtpPacketReceiver::checkBufferAvailability(const std::string& deviceKey) const {
+AvtpPacketReceiver::BufferAvailability
+AvtpPacketReceiver::checkBufferAvailability(const std::string& deviceKey) const {
     if (devices().audioBuffers.count(deviceKey) != 0) {
         return {true, "Buffer already available for the specified device MAC address: " + deviceKey};
     }

@@ -38,8 +38,10 @@ public:
     ~AvtpPacketReceiver() override;
 
     // Registers a device with one buffer per configured channel. Throws exceptions::InstanceAlreadyExists
-    // for a known key and exceptions::InstanceNotCreateable for a channel amount of 0; nothing changes then.
-    // The configuration must outlive the receiver.
+    // for a known key, and exceptions::InstanceNotCreateable for a configuration no frame could bring a
+    // sample to or that asks for more channels than a frame can state: a channel amount of 0 or above 1023,
+    // a sample size of 0, 0 samples per channel. Nothing changes then. The configuration must outlive the
+    // receiver.
     void addStreamingDevice(const std::string& deviceKey, sonacore::DeviceConfiguration* configuration);
     // The buffer of a device's channel, from 0; valid as long as the receiver. Throws
     // exceptions::ResourceNotAvailable for an unknown device or a channel above the count, and

@@ -1,11 +1,28 @@
 #include "sonacore/BufferConfiguration.h"
 
+#include "exceptions/SonaCoreException.h"
 #include "sonacore/ConfigurationRegistry.h"
+#include "sonacore/Log.h"
 #include "sonacore/SonaCoreConstants.h"
 
 #include <utility>
 
 namespace sonacore {
+namespace {
+
+// The name of a configuration whose size is usable. A ring of 0 samples could hold nothing, so such a
+// configuration is refused before anything of it is built.
+std::string usableName(std::string name, std::uint64_t bufferSize) {
+    if (bufferSize == 0) {
+        log::raise<exceptions::InstanceNotCreateable>(
+            "BufferConfiguration", "Buffer size 0 given for buffer configuration '" + name +
+                                       "' holds no sample: pass the capacity of one audio buffer in float "
+                                       "samples, at least 1.");
+    }
+    return name;
+}
+
+} // namespace
 
 IBufferConfiguration::~IBufferConfiguration() = default;
 
@@ -24,7 +41,7 @@ IBufferConfiguration* IBufferConfiguration::createInstance(std::string name, uns
 
 BufferConfiguration::BufferConfiguration(std::string name, std::uint64_t bufferSize,
                                          std::uint64_t clockSignalingSampleAmount)
-    : ConfigurationData(std::move(name)), bufferSize(bufferSize),
+    : ConfigurationData(usableName(std::move(name), bufferSize)), bufferSize(bufferSize),
       clockSignalingSampleAmount(clockSignalingSampleAmount) {}
 
 BufferConfiguration::~BufferConfiguration() = default;

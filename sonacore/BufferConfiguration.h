@@ -16,7 +16,9 @@ class BufferConfiguration : public ConfigurationData, public IBufferConfiguratio
     Q_OBJECT
 
 public:
-    BufferConfiguration(std::string name, std::uint64_t bufferSize, std::uint64_t clockSignalingSampleAmount = 0);
+    // Throws exceptions::InstanceNotCreateable, after a warning with the same text, for a bufferSize of 0.
+    BufferConfiguration(std::string name, std::uint64_t bufferSize,
+                        std::uint64_t clockSignalingSampleAmount = 0);
     ~BufferConfiguration() override;
 
     std::uint64_t getBufferSize() const override;

@@ -9,18 +9,25 @@ namespace sonacore {
 
 // How the audio buffers of a device are sized and when they signal. The only configuration that may change
 // after creation: the signalling amount, and buffers that use it follow a change.
+//
+// A signalling amount above the buffer size is allowed and harmless: a buffer still signals every amount
+// written samples, but only its last buffer size samples are held, so a fetch of the whole signalled block is
+// cut down to the buffer size (with the fetch's warning) and returns the newest part of the block.
 class SONACORE_EXPORT IBufferConfiguration {
 public:
     // A new configuration with signalling off (sample amount 0). Owned by the library until
-    // ISonaCore::destroy().
+    // ISonaCore::destroy(). bufferSize is the capacity of one audio buffer in float samples and must be at
+    // least 1: a size of 0 is logged as a warning and refused with exceptions::InstanceNotCreateable,
+    // and nothing is created.
     static IBufferConfiguration* createInstance(std::string name, unsigned long bufferSize);
-    // A new configuration that signals every clockSignalingSampleAmount written samples.
+    // A new configuration that signals every clockSignalingSampleAmount written samples. Refuses a
+    // bufferSize of 0 as above.
     static IBufferConfiguration* createInstance(std::string name, unsigned long bufferSize,
                                                 unsigned long clockSignalingSampleAmount);
 
     virtual ~IBufferConfiguration();
 
-    // Capacity of one audio buffer, in float samples.
+    // Capacity of one audio buffer, in float samples; at least 1.
     virtual std::uint64_t getBufferSize() const = 0;
     // How many written samples make one signal; 0 means signalling is off.
     virtual std::uint64_t getClockSignalingSampleAmount() const = 0;

@@ -23,6 +23,24 @@ Samples range(float first, float last) {
     return values;
 }
 
+// A configuration that reports a buffer size the factories would refuse, as a configuration that was never
+// checked would.
+class UncheckedSize : public sonacore::BufferConfiguration {
+public:
+    UncheckedSize(std::uint64_t reportedSize, std::uint64_t signalingAmount)
+        : sonacore::BufferConfiguration("unchecked", 1, signalingAmount), reportedSize(reportedSize) {}
+    std::uint64_t getBufferSize() const override { return reportedSize; }
+
+private:
+    std::uint64_t reportedSize;
+};
+
+// Counts the signals of a buffer, on the writer's thread.
+void countSignals(avb::AvbAudioBuffer& buffer, int& count) {
+    QObject::connect(
+        &buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+        [&count](const std::string&, std::size_t) { ++count; }, Qt::DirectConnection);
+}
 
 } // namespace
 
@@ -81,8 +99,9 @@ TEST(AvbAudioBuffer, OversizeRequestWarnsAndReturnsTheWholeRing) {
     testsupport::LogCapture capture;
     EXPECT_EQ(buffer.fetchSamples(9), range(1, 8));
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"fetchSamples \"dev_Ch0\" More samples requested than available by the "
-                                       "buffer.  Only maximum available amount will be returned:  8  instead of  9"});
+              std::vector<std::string>{
+                  "fetchSamples \"dev_Ch0\" More samples requested than available by the "
+                  "buffer.  Only maximum available amount will be returned:  8  instead of  9"});
 }
 
 TEST(AvbAudioBuffer, FetchOfZeroReturnsAnEmptyVector) {
@@ -98,12 +117,13 @@ TEST(AvbAudioBuffer, SignalsEveryAmountAndSignaledFetchEndsAtTheSignal) {
     std::vector<std::string> names;
     std::vector<std::size_t> amounts;
     std::vector<std::uint64_t> positions;
-    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
-                     [&](const std::string& name, std::size_t amount) {
-                         names.push_back(name);
-                         amounts.push_back(amount);
-                     },
-                     Qt::DirectConnection);
+    QObject::connect(
+        &buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+        [&](const std::string& name, std::size_t amount) {
+            names.push_back(name);
+            amounts.push_back(amount);
+        },
+        Qt::DirectConnection);
     for (const float value : range(1, 9)) {
         buffer.writeSample(&value);
         positions.push_back(names.size());
@@ -120,13 +140,14 @@ TEST(AvbAudioBuffer, ChangingTheAmountRestartsTheCount) {
     sonacore::BufferConfiguration configuration("buf", 16, 4);
     avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
     int signalCount = 0;
-    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
-                     [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
+    QObject::connect(
+        &buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+        [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
     buffer.writeSamples({1, 2});
     testsupport::LogCapture capture;
     configuration.setClockSignalingSampleAmount(3);
-    EXPECT_TRUE(capture.contains(QtDebugMsg,
-                                 "sampleAmountConfigChanged \"dev_Ch0\" Signaling sample amount changed to:  3  samples"));
+    EXPECT_TRUE(capture.contains(
+        QtDebugMsg, "sampleAmountConfigChanged \"dev_Ch0\" Signaling sample amount changed to:  3  samples"));
     buffer.writeSamples({3, 4});
     EXPECT_EQ(signalCount, 0);
     buffer.writeSamples({5});
@@ -138,12 +159,14 @@ TEST(AvbAudioBuffer, AmountZeroSignalsNothingAndLogsDeactivation) {
     sonacore::BufferConfiguration configuration("buf", 8, 2);
     avb::AvbAudioBuffer buffer("dev_Ch3", &configuration);
     int signalCount = 0;
-    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
-                     [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
+    QObject::connect(
+        &buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &buffer,
+        [&](const std::string&, std::size_t) { ++signalCount; }, Qt::DirectConnection);
     testsupport::LogCapture capture;
     configuration.setClockSignalingSampleAmount(0);
     EXPECT_TRUE(capture.contains(
-        QtDebugMsg, "sampleAmountConfigChanged \"dev_Ch3\" Signaling sample amount deactivated (external clock OFF)"));
+        QtDebugMsg,
+        "sampleAmountConfigChanged \"dev_Ch3\" Signaling sample amount deactivated (external clock OFF)"));
     buffer.writeSamples(range(1, 40));
     EXPECT_EQ(signalCount, 0);
 }
@@ -161,9 +184,12 @@ TEST(AvbAudioBuffer, QueuedReceiverOnAnotherThreadMayFetchInsideItsSlot) {
     avb::AvbAudioBuffer buffer("b", &configuration);
     std::vector<Samples> fetched;
     QObject receiver;
-    QObject::connect(&buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &receiver,
-                     [&](const std::string&, std::size_t amount) { fetched.push_back(buffer.fetchSignaledSamples(amount)); },
-                     Qt::QueuedConnection);
+    QObject::connect(
+        &buffer, &avb::AvbAudioBuffer::bufferAmountAvailable, &receiver,
+        [&](const std::string&, std::size_t amount) {
+            fetched.push_back(buffer.fetchSignaledSamples(amount));
+        },
+        Qt::QueuedConnection);
     std::thread writer([&] { buffer.writeSamples(range(1, 16)); });
     writer.join();
     ASSERT_TRUE(testsupport::spinUntil([&] { return fetched.size() == 2; }));
@@ -222,4 +248,80 @@ TEST(AvbAudioBuffer, SignalsOlderThanTheHistoryGiveTheLatestBlock) {
     EXPECT_EQ(buffer.fetchSignaledSamples(1, 1), Samples{latest});
     const auto recent = avb::AvbAudioBuffer::signalHistory;
     EXPECT_EQ(buffer.fetchSignaledSamples(1, recent), Samples{static_cast<float>(recent - 1)});
+}
+
+TEST(AvbAudioBuffer, RingOfSizeZeroStoresNothingAndSignalsNothing) {
+    UncheckedSize configuration(0, 1);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    int signalCount = 0;
+    countSignals(buffer, signalCount);
+    buffer.writeSamples(range(1, 5));
+    EXPECT_EQ(buffer.getWritePosition(), 0U);
+    EXPECT_EQ(signalCount, 0);
+    EXPECT_EQ(buffer.getSignalSerial(), 0U);
+    EXPECT_TRUE(buffer.fetchSamples(0).empty());
+}
+
+TEST(AvbAudioBuffer, FetchesFromARingOfSizeZeroWarnAndReturnNoSample) {
+    UncheckedSize configuration(0, 0);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    buffer.writeSamples(range(1, 3));
+    testsupport::LogCapture capture;
+    EXPECT_TRUE(buffer.fetchSamples(3).empty());
+    EXPECT_TRUE(buffer.fetchSignaledSamples(3).empty());
+    EXPECT_TRUE(buffer.fetchSamples(3, 7).empty());
+    EXPECT_TRUE(buffer.fetchSignaledSamples(3, 1).empty());
+    const std::string oversize =
+        "fetchSamples \"dev_Ch0\" More samples requested than available by the buffer.  "
+        "Only maximum available amount will be returned:  0  instead of  3";
+    EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>(4, oversize));
+}
+
+TEST(AvbAudioBuffer, WithoutAConfigurationTheRingHasNoElementAndNeverSignals) {
+    avb::AvbAudioBuffer buffer("dev_Ch0", nullptr);
+    int signalCount = 0;
+    countSignals(buffer, signalCount);
+    buffer.writeSamples(range(1, 5));
+    EXPECT_EQ(buffer.getBufferConfiguration(), nullptr);
+    EXPECT_EQ(buffer.getWritePosition(), 0U);
+    EXPECT_EQ(signalCount, 0);
+    EXPECT_TRUE(buffer.fetchSamples(0).empty());
+}
+
+TEST(AvbAudioBuffer, NullSampleIsNotStored) {
+    sonacore::BufferConfiguration configuration("buf", 8, 1);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    int signalCount = 0;
+    countSignals(buffer, signalCount);
+    buffer.writeSample(nullptr);
+    EXPECT_EQ(buffer.getWritePosition(), 0U);
+    EXPECT_EQ(signalCount, 0);
+}
+
+TEST(AvbAudioBuffer, RingSizeIsTakenOnceAtConstruction) {
+    UncheckedSize configuration(4, 0);
+    avb::AvbAudioBuffer buffer("b", &configuration);
+    buffer.writeSamples(range(1, 6));
+    EXPECT_EQ(buffer.getWritePosition(), 2U);
+    EXPECT_EQ(buffer.fetchSamples(4), range(3, 6));
+}
+
+TEST(AvbAudioBuffer, SignalingAmountAboveTheSizeSignalsEveryAmountAndServesTheNewestPartOfTheBlock) {
+    sonacore::BufferConfiguration configuration("buf", 8, 12);
+    avb::AvbAudioBuffer buffer("dev_Ch0", &configuration);
+    int signalCount = 0;
+    countSignals(buffer, signalCount);
+    buffer.writeSamples(range(1, 12));
+    EXPECT_EQ(signalCount, 1);
+    testsupport::LogCapture capture;
+    // The block of samples 1 to 12 ended at the signal; the ring holds its last 8.
+    EXPECT_EQ(buffer.fetchSignaledSamples(12), range(5, 12));
+    buffer.writeSamples(range(13, 24));
+    EXPECT_EQ(signalCount, 2);
+    EXPECT_EQ(buffer.fetchSignaledSamples(12), range(17, 24));
+    EXPECT_EQ(buffer.fetchSignaledSamples(12, 2), range(17, 24));
+    const std::string oversize =
+        "fetchSamples \"dev_Ch0\" More samples requested than available by the buffer.  "
+        "Only maximum available amount will be returned:  8  instead of  12";
+    EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>(3, oversize));
 }

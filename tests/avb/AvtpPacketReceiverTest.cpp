@@ -108,13 +108,15 @@ TEST(AvtpPacketReceiver, ThreeChannelsOnATwoChannelDeviceAreRefusedWithoutCounti
     receiver.addStreamingDevice(deviceKey, &config.device);
     testsupport::LogCapture capture;
     deliver(receiver, frame(1, 3).build());
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              (std::vector<std::string>{
-                  "checkChannelAmount \"00a0c9112233\" The amount of AVTP packet channels is invalid or exceeded:  "
-                  "Maximum allowed channel amount:  2 , AVTP packet amount:  3",
-                  "performPreDataExtractionChecks " + receiverText +
-                      " The transferred AVTP stream data length is unexpected!  Packet audio data won't be extracted "
-                      "for device:  00a0c9112233"}));
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        (std::vector<std::string>{
+            "checkChannelAmount \"00a0c9112233\" The amount of AVTP packet channels is invalid or exceeded:  "
+            "Maximum allowed channel amount:  2 , AVTP packet amount:  3",
+            "performPreDataExtractionChecks " + receiverText +
+                " The transferred AVTP stream data length is unexpected!  Packet audio data won't be "
+                "extracted "
+                "for device:  00a0c9112233"}));
     EXPECT_EQ(receiver.getMissedPackets(), 0U);
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
 }
@@ -184,10 +186,11 @@ TEST(AvtpPacketReceiver, WrongStatedLengthIsNotMissedButItsSequenceWasTaken) {
     deliver(receiver, frame(1).build());
     testsupport::LogCapture capture;
     deliver(receiver, frame(2).withStatedLength(20).build());
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"performPreDataExtractionChecks " + receiverText +
-                                       " The transferred AVTP stream data length is unexpected!  Packet audio data "
-                                       "won't be extracted for device:  00a0c9112233"});
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{"performPreDataExtractionChecks " + receiverText +
+                                 " The transferred AVTP stream data length is unexpected!  Packet audio data "
+                                 "won't be extracted for device:  00a0c9112233"});
     EXPECT_EQ(receiver.getMissedPackets(), 0U);
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 6U);
     // Sequence 3 follows the refused frame without a gap.
@@ -201,8 +204,9 @@ TEST(AvtpPacketReceiver, OutOfSequenceFrameIsCountedAfterItsChannelsWereRecorded
     avb::AvtpPacketReceiver receiver(2);
     receiver.addStreamingDevice(deviceKey, &config.device);
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
-    QObject::connect(&receiver, &avb::AvtpPacketReceiver::message, &receiver,
-                     [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
+    QObject::connect(
+        &receiver, &avb::AvtpPacketReceiver::message, &receiver,
+        [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
     deliver(receiver, frame(1).build());
     testsupport::LogCapture capture;
     deliver(receiver, frame(5, 1).build());
@@ -245,7 +249,8 @@ TEST(AvtpPacketReceiver, SameKeyTwiceThrowsAndLeavesTheFirstDeviceWorking) {
     } catch (const exceptions::InstanceAlreadyExists& error) {
         EXPECT_EQ(std::string(error.what()), expected);
     }
-    EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>{"addStreamingDevice " + receiverText + " " + expected});
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"addStreamingDevice " + receiverText + " " + expected});
     deliver(receiver, frame(1).build());
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 1)->fetchSamples(6), expectedChannel(1, 6, 1000));
 }
@@ -263,7 +268,8 @@ TEST(AvtpPacketReceiver, ChannelAmountZeroThrowsAndRegistersNothing) {
     } catch (const exceptions::InstanceNotCreateable& error) {
         EXPECT_EQ(std::string(error.what()), expected);
     }
-    EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>{"addStreamingDevice " + receiverText + " " + expected});
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"addStreamingDevice " + receiverText + " " + expected});
     EXPECT_FALSE(receiver.checkBufferAvailability(deviceKey).first);
     EXPECT_THROW(receiver.getAudioBuffer(deviceKey, 0), exceptions::ResourceNotAvailable);
 }
@@ -281,15 +287,17 @@ TEST(AvtpPacketReceiver, GetAudioBufferChannelLimitsStayOneShort) {
     } catch (const std::out_of_range&) {
     }
     testsupport::LogCapture capture;
-    const std::string expected = "No buffer available for the specified channel number '3' at streaming device: "
-                                 "00a0c9112233";
+    const std::string expected =
+        "No buffer available for the specified channel number '3' at streaming device: "
+        "00a0c9112233";
     try {
         receiver.getAudioBuffer(deviceKey, 3);
         FAIL() << "no exception";
     } catch (const exceptions::ResourceNotAvailable& error) {
         EXPECT_EQ(std::string(error.what()), expected);
     }
-    EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>{"getAudioBuffer " + receiverText + " " + expected});
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"getAudioBuffer " + receiverText + " " + expected});
 }
 
 TEST(AvtpPacketReceiver, GetAudioBufferOfUnknownDeviceThrowsWithAvailabilityText) {
@@ -301,20 +309,23 @@ TEST(AvtpPacketReceiver, GetAudioBufferOfUnknownDeviceThrowsWithAvailabilityText
     } catch (const exceptions::ResourceNotAvailable& error) {
         EXPECT_STREQ(error.what(), "No buffer available for the specified device MAC address: 001122334455");
     }
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"getAudioBuffer " + receiverText +
-                                       " No buffer available for the specified device MAC address: 001122334455"});
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{"getAudioBuffer " + receiverText +
+                                 " No buffer available for the specified device MAC address: 001122334455"});
 }
 
 TEST(AvtpPacketReceiver, BufferAvailabilityTexts) {
     TwoChannelDevice config;
     avb::AvtpPacketReceiver receiver(2);
     receiver.addStreamingDevice(deviceKey, &config.device);
-    EXPECT_EQ(receiver.checkBufferAvailability(deviceKey),
-              std::make_pair(true, std::string("Buffer already available for the specified device MAC address: "
-                                               "00a0c9112233")));
-    EXPECT_EQ(receiver.checkBufferAvailability("x"),
-              std::make_pair(false, std::string("No buffer available for the specified device MAC address: x")));
+    EXPECT_EQ(
+        receiver.checkBufferAvailability(deviceKey),
+        std::make_pair(true, std::string("Buffer already available for the specified device MAC address: "
+                                         "00a0c9112233")));
+    EXPECT_EQ(
+        receiver.checkBufferAvailability("x"),
+        std::make_pair(false, std::string("No buffer available for the specified device MAC address: x")));
 }
 
 TEST(AvtpPacketReceiver, ChecksOfAnUnknownDeviceWarnAndRefuse) {
@@ -322,17 +333,18 @@ TEST(AvtpPacketReceiver, ChecksOfAnUnknownDeviceWarnAndRefuse) {
     testsupport::LogCapture capture;
     EXPECT_EQ(receiver.performPreDataExtractionChecks("x", 2, 6, 2), 0);
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{
-                  "performPreDataExtractionChecks " + receiverText +
-                  " The amount of AVTP packet requirements cannot be checked! The required  packet data and boundary "
-                  "check instance is not available for device:  x"});
+              std::vector<std::string>{"performPreDataExtractionChecks " + receiverText +
+                                       " The amount of AVTP packet requirements cannot be checked! The "
+                                       "required  packet data and boundary "
+                                       "check instance is not available for device:  x"});
     capture.clear();
     const auto bytes = frame(1).build();
     receiver.writeAudioSamplesToBuffer(bytes.data(), "x");
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"writeAudioSamplesToBuffer " + receiverText +
-                                       " Cannot store samples to buffer:  No buffer available for the specified device "
-                                       "MAC address: x  No buffer exists for the given device."});
+              std::vector<std::string>{
+                  "writeAudioSamplesToBuffer " + receiverText +
+                  " Cannot store samples to buffer:  No buffer available for the specified device "
+                  "MAC address: x  No buffer exists for the given device."});
 }
 
 TEST(AvtpPacketReceiver, StatedLengthBeyondTheCapturedFrameIsRefusedWithoutReadingPastIt) {
@@ -351,9 +363,10 @@ TEST(AvtpPacketReceiver, StatedLengthBeyondTheCapturedFrameIsRefusedWithoutReadi
     testsupport::LogCapture capture;
     receiver.receivePacket(nullptr, &header, exact.get());
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"writeAudioSamplesToBuffer " + receiverText +
-                                       " The stated AVTP stream data length exceeds the captured frame!  Packet audio "
-                                       "data won't be extracted for device:  00a0c9112233"});
+              std::vector<std::string>{
+                  "writeAudioSamplesToBuffer " + receiverText +
+                  " The stated AVTP stream data length exceeds the captured frame!  Packet audio "
+                  "data won't be extracted for device:  00a0c9112233"});
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
 }
 
@@ -377,12 +390,15 @@ TEST(AvtpPacketReceiver, OtherSampleSizeProducesSilenceWithAWarningPerSample) {
     avb::AvtpPacketReceiver receiver(2);
     receiver.addStreamingDevice(deviceKey, &device);
     // 1 channel, 2 samples of 3 bytes: stated length 6.
-    const auto bytes = testsupport::AvtpFrameBuilder{}.withChannels(1).withSamples({0x1234, 0x5678, 0x1111}).build();
+    const auto bytes =
+        testsupport::AvtpFrameBuilder{}.withChannels(1).withSamples({0x1234, 0x5678, 0x1111}).build();
     testsupport::LogCapture capture;
     deliver(receiver, bytes);
-    EXPECT_EQ(capture.count(QtWarningMsg,
-                            "convertFromBigEndian Cannot convert array data to float. Wrong array size:  3  (required:  2"),
-              2U);
+    EXPECT_EQ(
+        capture.count(
+            QtWarningMsg,
+            "convertFromBigEndian Cannot convert array data to float. Wrong array size:  3  (required:  2"),
+        2U);
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(2), (std::vector<float>{0.0f, 0.0f}));
 }
 
@@ -424,7 +440,8 @@ TEST(AvtpPacketReceiver, AddingADeviceWhileFramesArriveIsSafe) {
 TEST(AvtpPacketReceiver, EndLogsAndEmitsFinishedAndProgressOnlyLogs) {
     avb::AvtpPacketReceiver receiver(2);
     int finished = 0;
-    QObject::connect(&receiver, &threading::Worker::finished, &receiver, [&] { ++finished; }, Qt::DirectConnection);
+    QObject::connect(
+        &receiver, &threading::Worker::finished, &receiver, [&] { ++finished; }, Qt::DirectConnection);
     testsupport::LogCapture capture;
     receiver.progress();
     receiver.end();
@@ -441,4 +458,104 @@ TEST(AvtpPacketReceiver, DestructionLogsCleared) {
     testsupport::LogCapture capture;
     receiver.reset();
     EXPECT_TRUE(capture.contains(QtDebugMsg, "~AvtpPacketReceiver " + receiverText + " CLEARED!"));
+}
+
+namespace {
+
+// A device configuration that no frame could bring a sample to, or that asks for more channels than a frame
+// can state, and the text of its refusal.
+struct RefusedDevice {
+    const char* name;
+    std::uint64_t sampleSize;
+    std::uint64_t channels;
+    std::uint64_t samplesPerChannel;
+    const char* refusal;
+};
+
+class AvtpPacketReceiverRefusal : public ::testing::TestWithParam<RefusedDevice> {};
+
+} // namespace
+
+TEST_P(AvtpPacketReceiverRefusal, ThrowsWithAWarningRegistersNothingAndIgnoresTheDevicesFrames) {
+    const RefusedDevice& row = GetParam();
+    sonacore::BufferConfiguration buffer("buf", 64);
+    sonacore::DeviceConfiguration device("dev", &buffer, row.sampleSize, row.channels, row.samplesPerChannel);
+    avb::AvtpPacketReceiver receiver(2);
+    testsupport::LogCapture capture;
+    try {
+        receiver.addStreamingDevice(deviceKey, &device);
+        FAIL() << "no exception";
+    } catch (const exceptions::InstanceNotCreateable& error) {
+        EXPECT_EQ(std::string(error.what()), row.refusal);
+    }
+    EXPECT_EQ(capture.texts(QtWarningMsg),
+              std::vector<std::string>{"addStreamingDevice " + receiverText + " " + row.refusal});
+    EXPECT_FALSE(receiver.checkBufferAvailability(deviceKey).first);
+    capture.clear();
+    deliver(receiver, frame(1).build());
+    deliver(receiver, frame(7).build());
+    EXPECT_EQ(receiver.getMissedPackets(), 0U);
+    EXPECT_TRUE(capture.lines().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AvtpPacketReceiverRefusal,
+    ::testing::Values(
+        RefusedDevice{"ChannelAmountZero", 2, 0, 6,
+                      "Invalid channel count '0' given for device by 'dev' for: 00a0c9112233 Device not "
+                      "initialized!"},
+        RefusedDevice{"ChannelAmountAboveWhatAFrameCanState", 2, 1024, 6,
+                      "Invalid channel count '1024' given for device by 'dev' for: 00a0c9112233 Device not "
+                      "initialized!"},
+        RefusedDevice{
+            "ChannelAmountBeyondThirtyTwoBits", 2, (std::uint64_t{1} << 32) + 2, 6,
+            "Invalid channel count '4294967298' given for device by 'dev' for: 00a0c9112233 Device not "
+            "initialized!"},
+        RefusedDevice{"SampleSizeZero", 0, 2, 6,
+                      "Invalid sample size '0' given for device by 'dev' for: 00a0c9112233 Device not "
+                      "initialized!"},
+        RefusedDevice{
+            "ZeroSamplesPerChannel", 2, 2, 0,
+            "Invalid samples per channel '0' given for device by 'dev' for: 00a0c9112233 Device not "
+            "initialized!"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(AvtpPacketReceiver, TheMostChannelsAFrameCanStateAreAccepted) {
+    sonacore::BufferConfiguration buffer("buf", 8);
+    sonacore::DeviceConfiguration device("dev", &buffer, 2, 1023, 6);
+    avb::AvtpPacketReceiver receiver(2);
+    receiver.addStreamingDevice(deviceKey, &device);
+    EXPECT_NE(receiver.getAudioBuffer(deviceKey, 1022), nullptr);
+    deliver(receiver, frame(1).build());
+    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(6), expectedChannel(0, 6, 1000));
+}
+
+TEST(AvtpPacketReceiver, SizesWhoseProductWrapsAreRefusedWithoutAWrite) {
+    // 2^31 bytes per sample and 2^31 samples per channel: the product with 4 channels is 2^64 bytes, which
+    // 64-bit arithmetic would take for 0, and 0 in 32 bits too, which the frame states.
+    sonacore::BufferConfiguration buffer("buf", 64);
+    sonacore::DeviceConfiguration device("dev", &buffer, std::uint64_t{1} << 31, 4, std::uint64_t{1} << 31);
+    avb::AvtpPacketReceiver receiver(2);
+    receiver.addStreamingDevice(deviceKey, &device);
+    testsupport::LogCapture capture;
+    deliver(receiver, testsupport::AvtpFrameBuilder{}.withChannels(4).withStatedLength(0).build());
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{"writeAudioSamplesToBuffer " + receiverText +
+                                 " The stated AVTP stream data length exceeds the captured frame!  Packet "
+                                 "audio data won't be extracted for device:  00a0c9112233"});
+    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
+}
+
+TEST(AvtpPacketReceiver, SampleSizeWithoutLowThirtyTwoBitsWritesNothing) {
+    // Only the low 32 bits of the sample size reach the packet path, and here they are 0: a sample of no
+    // bytes, of which a frame without payload could hold any number.
+    sonacore::BufferConfiguration buffer("buf", 64);
+    sonacore::DeviceConfiguration device("dev", &buffer, std::uint64_t{1} << 32, 1, 6);
+    avb::AvtpPacketReceiver receiver(2);
+    receiver.addStreamingDevice(deviceKey, &device);
+    testsupport::LogCapture capture;
+    deliver(receiver, testsupport::AvtpFrameBuilder{}.withChannels(1).withStatedLength(0).build());
+    EXPECT_TRUE(capture.texts(QtWarningMsg).empty());
+    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
 }

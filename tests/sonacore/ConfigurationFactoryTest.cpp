@@ -170,8 +170,9 @@ TEST(ConfigurationFactories, TwoConfigurationsOfOneNameAreTwoObjects) {
     EXPECT_NE(device1, device2);
 }
 
-TEST(ConfigurationFactories, NoValueIsValidatedAtCreation) {
-    auto* buffer = sonacore::IBufferConfiguration::createInstance("", 0, 0);
+TEST(ConfigurationFactories, DeviceAndStreamValuesAreNotValidatedAtCreation) {
+    // The buffer size is the one value checked where it is made (see BufferConfigurationTest).
+    auto* buffer = sonacore::IBufferConfiguration::createInstance("", 1, 0);
     auto* device = sonacore::IDeviceConfiguration::createInstance("", *buffer, 0, 0, 0);
     pcapplus::PcapDeviceInfo adapter(-1, "", "");
     auto* stream = sonacore::IStreamConfiguration::createInstance("", "not a mac", adapter, *device);
