@@ -9,6 +9,9 @@ endif()
 target_sources(sonacore_test_support PRIVATE
     ${CMAKE_CURRENT_LIST_DIR}/ChildProcess.cpp
     ${CMAKE_CURRENT_LIST_DIR}/ChildProcess.h
+    ${CMAKE_CURRENT_LIST_DIR}/CaptureStall.h
+    ${CMAKE_CURRENT_LIST_DIR}/DropDiagnostics.cpp
+    ${CMAKE_CURRENT_LIST_DIR}/DropDiagnostics.h
     ${CMAKE_CURRENT_LIST_DIR}/NetnsFixture.cpp
     ${CMAKE_CURRENT_LIST_DIR}/NetnsFixture.h
     ${CMAKE_CURRENT_LIST_DIR}/NetworkNamespace.cpp
