@@ -7,6 +7,7 @@
 #include "sonacore/ISonaCore.h"
 #include "sonacore/IWaveformConfig.h"
 #include "support/DestroyLog.h"
+#include "support/DropDiagnostics.h"
 #include "support/EventLoop.h"
 #include "support/LogCapture.h"
 #include "support/NetnsFixture.h"
@@ -14,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -126,19 +128,48 @@ protected:
     }
 
     // Waits until both channels have delivered the samples of `frames` frames and the first delivery's zero
-    // points, and checks that every sample arrived exactly once, in order, as the talker's float.
-    void expectEverySampleOnce(std::uint64_t amount, std::uint64_t frames, std::chrono::milliseconds deadline) {
+    // points, and checks that every sample arrived exactly once, in order, as the talker's float. On a
+    // failure the message ends with what `diagnose` says, when given.
+    void expectEverySampleOnce(std::uint64_t amount, std::uint64_t frames, std::chrono::milliseconds deadline,
+                               const std::function<std::string()>& diagnose = {}) {
         const std::size_t expected = frames * 6 + amount;
         ASSERT_TRUE(
             testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
                                    deadline))
-            << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected;
+            << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected
+            << (diagnose ? diagnose() : "");
         testsupport::spinFor(std::chrono::milliseconds(200));
         for (unsigned channel = 0; channel < 2; ++channel) {
             EXPECT_TRUE(sameSamples(deliveredSamples(channel, amount),
                                     talkerSamples(signalFor(channel), channel, 0, frames * 6)))
-                << "channel " << channel;
+                << "channel " << channel << (diagnose ? diagnose() : "");
         }
+    }
+
+    // Where the frames of a stream went, for a run that found some missing: what the talker sent and how
+    // late, what the capture reported dropped in the kernel, and what the machine dropped before any capture.
+    // Stops the capture first, so that its last count of kernel drops comes in too.
+    std::string whereFramesWent(testsupport::ChildProcess& talker,
+                                const testsupport::MachineDropCounters& before) {
+        std::string text = "\nWhere the frames went:\ntalker:\n";
+        talker.waitFor(std::chrono::seconds(15));
+        text += testsupport::talkerSummary(talker.output());
+        if (receiver != nullptr && receiver->isRunning()) {
+            receiver->stop();
+            testsupport::spinFor(std::chrono::milliseconds(500));
+        }
+        text += "capture:";
+        bool dropped = false;
+        for (const auto& message : messages) {
+            if (message->getMessageType() == "WARNING") {
+                text += "\n    " + message->getMessageText();
+                dropped = true;
+            }
+        }
+        text += dropped ? "\n" : " no kernel drop reported\n";
+        const auto after =
+            testsupport::MachineDropCounters::read(captureInterface(), namespaceName(), talkerInterface());
+        return text + after.describe(before);
     }
 
     static std::string mac(const std::string& key) {
@@ -219,10 +250,12 @@ TEST_F(EndToEndLive, SixtySecondsAtRealRateReachTheCallbackExactlyOnceWithBlocks
     constexpr std::uint64_t frames = 480000;
     addStream("00a0c9112207", 2, amount, 48000);
     startTwoWaveforms(amount);
+    const auto machineBefore =
+        testsupport::MachineDropCounters::read(captureInterface(), namespaceName(), talkerInterface());
     // The talker runs in the background while this thread's event loop delivers the results.
     auto& talker = startTalker({"--source-mac", mac(streamKey), "--channels", "2", "--channel-signal", "0=" + signalFor(0),
                                 "--channel-signal", "1=" + signalFor(1), "--duration", "60"});
-    expectEverySampleOnce(amount, frames, 75000ms);
+    expectEverySampleOnce(amount, frames, 75000ms, [&] { return whereFramesWent(talker, machineBefore); });
     EXPECT_TRUE(talkerSucceeded(talker, 10s));
 }
 
