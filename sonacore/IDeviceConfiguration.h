@@ -9,6 +9,11 @@
 namespace sonacore {
 
 // The format of a streaming device's frames.
+//
+// The values are not checked here. A stream with a configuration that no frame could bring a sample to, or
+// that asks for more channels than a frame can state, is refused when it is added
+// (ISonaCore::addRemoteStreamReceiver throws exceptions::InstanceNotCreateable): a channel amount of 0 or
+// above 1023, a sample size of 0, 0 samples per channel.
 class SONACORE_EXPORT IDeviceConfiguration {
 public:
     // A new configuration that refers to bufferConfiguration (not a copy). Throws std::bad_cast when
