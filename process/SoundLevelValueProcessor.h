@@ -40,9 +40,10 @@ class SoundLevelValueConfig;
 // Clocks. Under the external clock each trigger takes the block of one buffer signal, each signal exactly
 // once and in order, however far the worker falls behind (within the buffer's signal history). The trigger
 // that builds the filters passes over the block of its signal; a calculation whose signal came before the
-// start takes nothing and is no trigger. Under the internal clock a tick carries 0 samples: the block stays
-// empty, the A filter refuses it and each tick logs "[1] IPP IIR filter error (A-WEIGHT):" with -8 and
-// "size=" 0. Levels exist only under the external clock.
+// start takes nothing and is no trigger. Under the internal clock a tick carries 0 samples and passes the
+// threshold at once with what has accumulated, normally nothing: the block is empty, the A filter refuses it
+// and each tick logs "[1] IPP IIR filter error (A-WEIGHT):" with -8 and "size=" 0. Levels exist only under
+// the external clock.
 //
 // State. The time-weighted states (levelStates) and the delay lines of both cascades run on across blocks
 // and across stop and start; only destruction ends them. The maxima are per block, so a level that decays
