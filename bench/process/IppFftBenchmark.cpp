@@ -30,8 +30,10 @@ namespace {
 constexpr float powerSpectrumFactor = 5.334f;
 
 // Microseconds per frame of every run, by part and order: CPU time, or for the windowed parts the wall
-// time of the pass alone.
-std::map<std::string, std::map<std::size_t, std::vector<double>>> times;
+// time of the pass alone. The medians of the repetitions where only those are reported.
+using Times = std::map<std::string, std::map<std::size_t, std::vector<double>>>;
+Times times;
+Times medians;
 
 void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 
@@ -130,16 +132,16 @@ class SplitReporter : public benchmark::ConsoleReporter {
 public:
     void ReportRuns(const std::vector<Run>& runs) override {
         for (const Run& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.iterations == 0 || run.error_occurred) {
+            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if ((run.run_type != Run::RT_Iteration && !median) || run.error_occurred) {
                 continue;
             }
-            const std::string name = run.benchmark_name();
-            const std::size_t slash = name.find('/');
-            const std::string part = name.substr(0, slash);
-            const std::size_t order = static_cast<std::size_t>(std::stoul(name.substr(slash + 1)));
-            const bool manual = part == "windowMultiply" || part == "windowedCalculate";
-            const double seconds = manual ? run.real_accumulated_time : run.cpu_accumulated_time;
-            times[part][order].push_back(1e6 * seconds / static_cast<double>(run.iterations));
+            const std::string name = run.run_name.function_name;
+            const std::size_t order = static_cast<std::size_t>(std::stoul(run.run_name.args));
+            const bool manual = name == "windowMultiply" || name == "windowedCalculate";
+            // Per iteration in the run's unit, microseconds; with only the aggregates reported, their median.
+            (median ? medians : times)[name][order].push_back(manual ? run.GetAdjustedRealTime()
+                                                                     : run.GetAdjustedCPUTime());
         }
         ConsoleReporter::ReportRuns(runs);
     }
@@ -154,14 +156,20 @@ double median(std::vector<double> values) {
 }
 
 void printSplit() {
+    const Times& source = medians.empty() ? times : medians;
+    auto part = [&](const char* name, std::size_t order) {
+        const auto found = source.find(name);
+        return found == source.end() || found->second.count(order) == 0 ? 0.0
+                                                                        : median(found->second.at(order));
+    };
     std::printf("\nPer frame in microseconds (medians):\n");
     std::printf("%6s %10s %16s %10s %10s %20s\n", "order", "window", "FFT + expansion", "power", "sum",
                 "windowed calc + power");
-    for (const auto& [order, windowTimes] : times["windowMultiply"]) {
-        const double window = median(windowTimes);
-        const double transform = median(times["calculate"][order]);
-        const double power = median(times["powerSpectrum"][order]);
-        const double whole = median(times["windowedCalculate"][order]) + power;
+    for (const std::size_t order : {10, 14, 17}) {
+        const double window = part("windowMultiply", order);
+        const double transform = part("calculate", order);
+        const double power = part("powerSpectrum", order);
+        const double whole = part("windowedCalculate", order) + power;
         std::printf("%6zu %10.2f %16.2f %10.2f %10.2f %20.2f\n", order, window, transform, power,
                     window + transform + power, whole);
     }
