@@ -557,6 +557,18 @@ TEST(IppFft, AnOrderChangeOnAnotherThreadNeverMeetsATransformHalfWay) {
     changer.join();
 }
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool addressSanitizerBuild = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool addressSanitizerBuild = true;
+#else
+constexpr bool addressSanitizerBuild = false;
+#endif
+#else
+constexpr bool addressSanitizerBuild = false;
+#endif
+
 // Address space limited to a little above what the process uses, so that the buffers of a large order cannot
 // be had; restored when the test ends. The sanitizer builds map their shadow memory up front and must not run
 // out of address space, so there the tests are skipped.
@@ -567,9 +579,9 @@ protected:
     static constexpr rlim_t headroom = rlim_t{32} << 20;
 
     void SetUp() override {
-#if defined(__SANITIZE_ADDRESS__)
-        GTEST_SKIP() << "address space cannot be limited under AddressSanitizer";
-#endif
+        if (addressSanitizerBuild) {
+            GTEST_SKIP() << "address space cannot be limited under AddressSanitizer";
+        }
         ASSERT_EQ(getrlimit(RLIMIT_AS, &saved), 0);
         std::ifstream statm("/proc/self/statm");
         rlim_t pages = 0;
@@ -584,9 +596,7 @@ protected:
         restore();
     }
 
-    void TearDown() override {
-        restore();
-    }
+    void TearDown() override { restore(); }
 
     void restore() {
         if (limitSet) {
