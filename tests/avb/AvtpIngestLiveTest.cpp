@@ -421,9 +421,11 @@ TEST_F(AvtpIngestLive, StallOfTwoSecondsIsReportedAsFramesDroppedInTheKernel) {
     EXPECT_EQ(sum, droppedCount(kernelDropMessages().back()->getMessageText(), true));
     const auto drops = sniffer->getKernelDrops();
     EXPECT_EQ(static_cast<std::uint64_t>(sum), drops.droppedInRing + drops.droppedByAdapter);
-    // The frame after the gap was refused as out of sequence, unless the gap was a whole number of turns of
-    // the 8-bit sequence number and so could not be seen.
-    EXPECT_EQ(receiver->getMissedPackets(), sum % 256 == 0 ? 0U : 1U);
+    // A frame after a gap was refused as out of sequence, unless every gap was a whole number of turns of the
+    // 8-bit sequence number and so could not be seen. There may be more than one gap: until the capture has
+    // worked off the full ring, the kernel fills each block it frees at once, and a capture thread that is
+    // not scheduled for a millisecond meanwhile loses frames again.
+    EXPECT_GE(receiver->getMissedPackets(), sum % 256 == 0 ? 0U : 1U) << sum << " dropped" << whereFramesWent();
 }
 
 TEST_F(AvtpIngestLive, NothingIsReportedWhileNothingIsDropped) {

@@ -101,8 +101,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(PcapPacketSnifferActivation, FailureIsSentAsAnInformationMessage) {
     testsupport::setActivationScript({PCAP_ERROR_IFACE_NOT_UP, ""});
-    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "scripted0", "x"), 65536, 1, 1);
+    // Declared first, so that it outlives the sniffer, which reports its stop as it ends.
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    pcapplus::PcapPacketSniffer sniffer(pcapplus::PcapDeviceInfo(-1, "scripted0", "x"), 65536, 1, 1);
     QObject::connect(
         &sniffer, &pcapplus::PcapPacketSniffer::message, &sniffer,
         [&](auto message) { messages.push_back(message); }, Qt::DirectConnection);
