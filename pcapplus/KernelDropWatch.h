@@ -12,10 +12,12 @@ namespace pcapplus {
 
 // Watches what the kernel drops of one capture handle: frames for which its ring had no room (pcap_stats'
 // ps_drop) and frames the adapter dropped (ps_ifdrop), both counted from the opening of the handle. The
-// counters are read on the capture thread, between two frames, at most once every readInterval; when they
-// have grown, the report is called with the growth and the total.
+// counters are read on the capture thread, between two frames, at most once every readInterval while frames
+// arrive, and once more when a capture loop ends; when they have grown, the report is called with the growth
+// and the total.
 //
-// Thread affinity: frameHandedOver, and so the report, run on the capture thread of the handle. restart runs
+// Thread affinity: frameHandedOver, captureEnded and countersRead, and so the report, run on the capture
+// thread of the handle (a test may call countersRead on its own thread while no loop runs). restart runs
 // while no capture loop uses the handle. setReport, clearReport and totals run on any thread.
 class KernelDropWatch {
 public:
