@@ -62,9 +62,9 @@ public:
     // The kernel ring of the capture, in bytes. The kernel hands its blocks of 256 KiB to the capture thread
     // one every read timeout (1 ms) however little each holds, so the ring lets the capture thread, or the
     // whole process, stall for about one millisecond per block without losing a frame, whatever the stream:
-    // 640 blocks, for 500 ms and a quarter more, rode out 675 ms (690 ms with the whole process stopped) in
-    // capture_ring_benchmark. The ring is the kernel's memory, taken when the adapter opens; libpcap takes
-    // less when the kernel cannot give this much.
+    // 640 blocks, for 500 ms and a quarter more, rode out 590 to 690 ms in capture_ring_benchmark (the
+    // capture thread stalled or the whole process stopped). The ring is the kernel's memory, taken and
+    // cleared when the adapter opens; libpcap takes less when the kernel cannot give this much.
     static constexpr int kernelRingBytes = 160 << 20;
 
     // Hands a frame to the class-wide callback; the function given to pcap_loop. It lets no exception
