@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -7,35 +8,44 @@
 
 namespace testsupport {
 
-/// A stall of the capture thread, for a test hook around a packet receiver: the receiver calls frame() for
-/// every frame it is handed, and the call that hands over frame number `atFrame` (counted from 0) blocks for
-/// `duration` before the frame goes on, as a capture thread that is not scheduled, or a process that is
-/// paged out or stopped in a debugger, would. Frames that arrive meanwhile wait in the kernel's capture ring.
+/// Stalls of the capture thread, for a test hook around a packet receiver: the receiver calls frame() for
+/// every frame it is handed, and the call that hands over an armed frame number (counted from 0) blocks for
+/// the armed duration before the frame goes on, as a capture thread that is not scheduled, or a process that
+/// is paged out or stopped in a debugger, would. Frames that arrive meanwhile wait in the kernel's capture
+/// ring, or are dropped there when it is full.
 ///
-/// Arm it before the stream starts; it stalls once. Thread-safe: frame() runs on the capture thread.
+/// Up to four stalls; arm them before the stream starts. Thread-safe: frame() runs on the capture thread.
 class CaptureStall {
 public:
     void arm(std::uint64_t atFrame, std::chrono::milliseconds duration) {
-        m_duration = duration;
-        m_atFrame.store(atFrame);
+        Slot& slot = m_slots[m_armed++ % m_slots.size()];
+        slot.duration = duration;
+        slot.atFrame.store(atFrame);
     }
 
     /// Call with the number of the frame about to be handed on.
     void frame(std::uint64_t number) {
-        if (number == m_atFrame.load()) {
-            // The stall itself is what the test exercises, so a plain sleep is meant here.
-            std::this_thread::sleep_for(m_duration);
-            m_done.store(true);
+        for (Slot& slot : m_slots) {
+            if (number == slot.atFrame.load()) {
+                // The stall itself is what the test exercises, so a plain sleep is meant here.
+                std::this_thread::sleep_for(slot.duration);
+                m_done.fetch_add(1);
+            }
         }
     }
 
-    /// True once the stall has happened and ended.
-    bool done() const { return m_done.load(); }
+    /// How many stalls have happened and ended.
+    unsigned done() const { return m_done.load(); }
 
 private:
-    std::atomic<std::uint64_t> m_atFrame{UINT64_MAX};
-    std::chrono::milliseconds m_duration{0};
-    std::atomic<bool> m_done{false};
+    struct Slot {
+        std::atomic<std::uint64_t> atFrame{UINT64_MAX};
+        std::chrono::milliseconds duration{0};
+    };
+
+    std::array<Slot, 4> m_slots;
+    unsigned m_armed = 0;
+    std::atomic<unsigned> m_done{0};
 };
 
 } // namespace testsupport
