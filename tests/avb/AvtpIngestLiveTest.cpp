@@ -384,9 +384,9 @@ TEST_F(AvtpIngestLive, ProcessFrozenForThreeHundredMillisecondsMidStreamLosesNoF
 }
 
 TEST_F(AvtpIngestLive, StallOfTwoSecondsIsReportedAsFramesDroppedInTheKernel) {
-    // 7 s, with stalls of 2 s from 0.5 s and from 3.5 s. A machine that is paused now and then makes the talker
-    // send in bursts and the kernel hand its blocks over late, both of which pack more frames into a block, and
-    // one stall may then fit into the ring; the second makes a run without any drop most unlikely.
+    // 7 s, with stalls of 2 s from 0.5 s and from 3.5 s. A machine that is paused now and then makes the
+    // talker send in bursts and the kernel hand its blocks over late, both of which pack more frames into a
+    // block, and one stall may then fit into the ring; the second makes a run without any drop most unlikely.
     constexpr std::uint64_t frames = 56000;
     openCapture(8, frames * samplesPerFrame);
     receiver->stall.arm(4000, 2000ms);
