@@ -20,6 +20,7 @@
 #include "sonacore/ISonaCore.h"
 #include "sonacore/IWaveformConfig.h"
 
+#include "../support/TalkerSandbox.h"
 #include "../support/ThreadCpu.h"
 #include "../support/WholeRuns.h"
 
@@ -29,9 +30,6 @@
 #include <benchmark/benchmark.h>
 #include <pcap/pcap.h>
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,8 +41,6 @@
 #include <thread>
 #include <vector>
 
-extern char** environ;
-
 namespace {
 
 // The processor the talker runs on, set in main.
@@ -52,62 +48,11 @@ std::string talkerProcessor = "0-1023";
 
 void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 
-bool shell(const std::string& command) {
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
-
 double now() {
     timespec time{};
     clock_gettime(CLOCK_REALTIME, &time);
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
 }
-
-// A namespace with a veth pair, and the talker inside it; all removed again by the destructor.
-struct Sandbox {
-    // The library keeps a receiver per interface name for its whole life, so each run has interfaces of its
-    // own names.
-    explicit Sandbox(int run) {
-        const std::string id = std::to_string(getpid()) + "r" + std::to_string(run);
-        name = "sonacore-bench-" + id;
-        capture = "scb" + id + "h";
-        talkerEnd = "scb" + id + "t";
-        ready = shell("ip netns add " + name) &&
-                shell("ip link add " + capture + " type veth peer name " + talkerEnd + " netns " + name) &&
-                shell("ip link set " + capture + " up") && shell("ip -n " + name + " link set " + talkerEnd + " up");
-    }
-    ~Sandbox() {
-        stopTalker();
-        shell("ip link del " + capture);
-        shell("ip netns del " + name);
-    }
-    // The talker runs on `talkerProcessor` ("0-1023", any, when no processor is kept free for it).
-    void startTalker(const std::string& key, unsigned channels, double seconds) {
-        const std::string mac = key.substr(0, 2) + ":" + key.substr(2, 2) + ":" + key.substr(4, 2) + ":" +
-                                key.substr(6, 2) + ":" + key.substr(8, 2) + ":" + key.substr(10, 2);
-        std::vector<std::string> arguments{"ip", "netns", "exec", name, "taskset", "-c", talkerProcessor,
-                                           SONACORE_TALKER_PATH, "--interface", talkerEnd,
-                                           "--source-mac", mac, "--channels", std::to_string(channels),
-                                           "--signal", "counter", "--duration", std::to_string(seconds)};
-        std::vector<char*> argv;
-        for (auto& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawnp(&talker, "ip", nullptr, nullptr, argv.data(), environ);
-    }
-    void stopTalker() {
-        if (talker > 0) {
-            kill(talker, SIGTERM);
-            waitpid(talker, nullptr, 0);
-            talker = -1;
-        }
-    }
-    std::string name;
-    std::string capture;
-    std::string talkerEnd;
-    bool ready = false;
-    pid_t talker = -1;
-};
 
 // Capture times of frames, by the counter value of their first sample on channel 0.
 struct SideCapture {
@@ -119,18 +64,19 @@ struct SideCapture {
         pcap_set_buffer_size(handle, 16 << 20);
         pcap_activate(handle);
         thread = std::thread([this] {
-            pcap_loop(handle, 0,
-                      [](unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
-                          auto* self = reinterpret_cast<SideCapture*>(user);
-                          if (header->caplen < 40 || frame[12] != 0x22 || frame[13] != 0xf0) {
-                              return;
-                          }
-                          const auto counter = static_cast<std::uint16_t>((frame[38] << 8) | frame[39]);
-                          std::lock_guard<std::mutex> lock(self->mutex);
-                          self->frames.emplace_back(
-                              static_cast<double>(header->ts.tv_sec) + header->ts.tv_usec * 1e-6, counter);
-                      },
-                      reinterpret_cast<unsigned char*>(this));
+            pcap_loop(
+                handle, 0,
+                [](unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
+                    auto* self = reinterpret_cast<SideCapture*>(user);
+                    if (header->caplen < 40 || frame[12] != 0x22 || frame[13] != 0xf0) {
+                        return;
+                    }
+                    const auto counter = static_cast<std::uint16_t>((frame[38] << 8) | frame[39]);
+                    std::lock_guard<std::mutex> lock(self->mutex);
+                    self->frames.emplace_back(
+                        static_cast<double>(header->ts.tv_sec) + header->ts.tv_usec * 1e-6, counter);
+                },
+                reinterpret_cast<unsigned char*>(this));
         });
     }
     ~SideCapture() {
@@ -151,12 +97,13 @@ struct Run {
 };
 
 // Streams `channels` channels for `seconds` at the real rate, with a waveform processor on every channel.
-Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, double seconds, bool measureLatency) {
+Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, double seconds,
+           bool measureLatency) {
     Run run;
     // Streams are never removed from the library, so each run sends from its own address.
     static int runs = 0;
     const int runNumber = runs++;
-    Sandbox sandbox(runNumber);
+    bench::TalkerSandbox sandbox("bench", "scb", runNumber);
     if (!sandbox.ready) {
         state.SkipWithError("needs root to create a network namespace and a veth pair");
         return run;
@@ -173,7 +120,8 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
     const std::string key = "00a0c91122" + std::to_string(10 + runNumber);
     auto* buffer = sonacore::IBufferConfiguration::createInstance("bench", 48000, signaling);
     auto* device = sonacore::IDeviceConfiguration::createInstance("bench", *buffer, 2, channels, 6);
-    auto* streamConfiguration = sonacore::IStreamConfiguration::createInstance("bench", key, *adapter, *device);
+    auto* streamConfiguration =
+        sonacore::IStreamConfiguration::createInstance("bench", key, *adapter, *device);
     auto* receiver = core->addRemoteStreamReceiver(*streamConfiguration);
 
     std::vector<std::pair<double, std::uint16_t>> deliveries;
@@ -182,9 +130,10 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
     for (unsigned channel = 0; channel < (signaling == 0 ? 0 : channels); ++channel) {
         auto* waveform = sonacore::iprocess::IWaveformConfig::createInstance("bench", signaling);
         auto* process = sonacore::IProcessConfiguration::createInstance("bench", *waveform, key,
-                                                                         static_cast<unsigned char>(channel));
+                                                                        static_cast<unsigned char>(channel));
         auto* handle = core->addProcessor(*process);
-        core->getMeteringDataSource(*handle)->bindChannelCallback([&deliveries, channel](sonacore::IChannelData& data) {
+        core->getMeteringDataSource(*handle)->bindChannelCallback([&deliveries,
+                                                                   channel](sonacore::IChannelData& data) {
             if (channel != 0) {
                 return;
             }
@@ -203,21 +152,29 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
         side = std::make_unique<SideCapture>(sandbox.capture);
     }
     receiver->start();
-    sandbox.startTalker(key, channels, seconds + 1.0);
+    const std::string mac = key.substr(0, 2) + ":" + key.substr(2, 2) + ":" + key.substr(4, 2) + ":" +
+                            key.substr(6, 2) + ":" + key.substr(8, 2) + ":" + key.substr(10, 2);
+    sandbox.startTalker(SONACORE_TALKER_PATH, talkerProcessor,
+                        {"--source-mac", mac, "--channels", std::to_string(channels), "--signal", "counter",
+                         "--duration", std::to_string(seconds + 1.0)});
 
     // The first second settles; the next `seconds` are measured.
     std::map<long, bench::ThreadUse> cpuStart;
     double wallStart = 0;
     QTimer settle;
     settle.setSingleShot(true);
-    QObject::connect(&settle, &QTimer::timeout, &settle, [&] {
-        cpuStart = bench::threadUse();
-        wallStart = now();
-        deliveries.clear();
-    }, Qt::DirectConnection);
+    QObject::connect(
+        &settle, &QTimer::timeout, &settle,
+        [&] {
+            cpuStart = bench::threadUse();
+            wallStart = now();
+            deliveries.clear();
+        },
+        Qt::DirectConnection);
     QTimer end;
     end.setSingleShot(true);
-    QObject::connect(&end, &QTimer::timeout, &end, [] { QCoreApplication::quit(); }, Qt::DirectConnection);
+    QObject::connect(
+        &end, &QTimer::timeout, &end, [] { QCoreApplication::quit(); }, Qt::DirectConnection);
     settle.start(1000);
     end.start(static_cast<int>((seconds + 1.0) * 1000));
     QCoreApplication::exec();
@@ -232,11 +189,12 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
         std::lock_guard<std::mutex> lock(side->mutex);
         const auto& frames = side->frames;
         for (const auto& [time, last] : deliveries) {
-            // The block ends with the last sample of a frame; that frame's first sample is five before it. The
-            // counter repeats every 65536 samples (1.4 s), so the match is the latest such frame captured
+            // The block ends with the last sample of a frame; that frame's first sample is five before it.
+            // The counter repeats every 65536 samples (1.4 s), so the match is the latest such frame captured
             // before the callback.
             const std::uint16_t first = static_cast<std::uint16_t>(last - 5);
-            auto position = std::upper_bound(frames.begin(), frames.end(), std::make_pair(time, std::uint16_t{0xffff}));
+            auto position =
+                std::upper_bound(frames.begin(), frames.end(), std::make_pair(time, std::uint16_t{0xffff}));
             for (int steps = 0; position != frames.begin() && steps < 8000; ++steps) {
                 --position;
                 if (position->second == first) {

@@ -28,6 +28,7 @@
 //
 // The talker gets the last processor to itself and this process the others, as in the end-to-end benchmarks.
 // Run as root: scripts/run-benchmarks.sh --benchmark_filter=captureRing
+#include "../support/TalkerSandbox.h"
 #include "../support/ThreadCpu.h"
 
 #include <benchmark/benchmark.h>
@@ -36,13 +37,10 @@
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <net/if.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -58,8 +56,6 @@
 #include <thread>
 #include <vector>
 
-extern char** environ;
-
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -71,10 +67,6 @@ constexpr unsigned channels = 8;
 // The longest stall tried; a way that survives it is reported as surviving at least this long.
 constexpr int longestStallMs = 2000;
 constexpr int resolutionMs = 10;
-
-bool shell(const std::string& command) {
-    return std::system((command + " >/dev/null 2>&1").c_str()) == 0;
-}
 
 void pause(int milliseconds) {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
@@ -100,50 +92,6 @@ bool switchOffloadOff(const std::string& interface) {
     close(fd);
     return done;
 }
-
-// A namespace with a veth pair and the talker inside it; all removed again by the destructor.
-struct Sandbox {
-    explicit Sandbox(int run) {
-        const std::string id = std::to_string(getpid()) + "r" + std::to_string(run);
-        name = "sonacore-ring-" + id;
-        capture = "scr" + id + "h";
-        talkerEnd = "scr" + id + "t";
-        ready = shell("ip netns add " + name) &&
-                shell("ip link add " + capture + " type veth peer name " + talkerEnd + " netns " + name) &&
-                shell("ip link set " + capture + " up") &&
-                shell("ip -n " + name + " link set " + talkerEnd + " up");
-    }
-    ~Sandbox() {
-        stopTalker();
-        shell("ip link del " + capture);
-        shell("ip netns del " + name);
-    }
-    void startTalker(double seconds) {
-        std::vector<std::string> arguments{
-            "ip",          "netns",   "exec",          name,
-            "taskset",     "-c",      talkerProcessor, SONACORE_TALKER_PATH,
-            "--interface", talkerEnd, "--channels",    std::to_string(channels),
-            "--signal",    "counter", "--duration",    std::to_string(seconds)};
-        std::vector<char*> argv;
-        for (auto& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawnp(&talker, "ip", nullptr, nullptr, argv.data(), environ);
-    }
-    void stopTalker() {
-        if (talker > 0) {
-            kill(talker, SIGTERM);
-            waitpid(talker, nullptr, 0);
-            talker = -1;
-        }
-    }
-    std::string name;
-    std::string capture;
-    std::string talkerEnd;
-    bool ready = false;
-    pid_t talker = -1;
-};
 
 // Bytes of the mapping of the packet socket `fd`: the ring the kernel allocated for it.
 std::uint64_t ringBytes(int fd) {
@@ -362,7 +310,7 @@ void captureRing(benchmark::State& state) {
     const Stall kind = state.range(3) == 0 ? Stall::callback : Stall::process;
     static int runs = 0;
     for (auto _ : state) {
-        Sandbox sandbox(runs++);
+        bench::TalkerSandbox sandbox("ring", "scr", runs++);
         if (!sandbox.ready) {
             state.SkipWithError("needs root to create a network namespace and a veth pair");
             return;
@@ -377,7 +325,9 @@ void captureRing(benchmark::State& state) {
             state.SkipWithError(("cannot open the capture: " + error).c_str());
             return;
         }
-        sandbox.startTalker(600);
+        sandbox.startTalker(
+            SONACORE_TALKER_PATH, talkerProcessor,
+            {"--channels", std::to_string(channels), "--signal", "counter", "--duration", "600"});
         // The stream settles before anything is measured.
         pause(1000);
         const auto [cpu, wakeups] = captureCpu(listener);
