@@ -2,7 +2,7 @@
 // channel of two live 8-channel streams from our talker, at real rate, and checks every delivery: each level
 // against an independent long-double meter run over the samples the talker dumped, each spectrum's peak
 // against the talker's frequency, and the number of deliveries against the number of buffer signals.
-#include "sonacore/INetworkDeviceManager.h"
+#include "e2e/LiveAdapter.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/ISoundLevelValueConfig.h"
 #include "sonacore/ISpectrumConfig.h"
@@ -111,13 +111,7 @@ protected:
             return;
         }
         core = ISonaCore::createInstance();
-        auto* manager = sonacore::INetworkDeviceManager::createInstance();
-        ASSERT_TRUE(manager->scanDevices());
-        for (std::uint64_t number = 1; number <= manager->getDeviceCount(); ++number) {
-            if (manager->getDeviceInfo(number).getDeviceName() == captureInterface()) {
-                adapter = &manager->getDeviceInfo(number);
-            }
-        }
+        adapter = e2etest::adapterNamed(captureInterface());
         ASSERT_NE(adapter, nullptr);
     }
 

@@ -1,9 +1,9 @@
 // A host that knows only the public interface adds a stream and waveform processors, and receives live
 // samples from our talker through the library, on a veth pair in a private network namespace.
 #include "SignalGenerator.h"
+#include "e2e/LiveAdapter.h"
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/IChannelAmountChanged.h"
-#include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/IWaveformConfig.h"
 #include "support/DestroyLog.h"
@@ -44,17 +44,19 @@ std::vector<double> talkerSamples(const std::string& signal, unsigned channel, s
 }
 
 // Equal sequences, or where and how they first differ.
-::testing::AssertionResult sameSamples(const std::vector<double>& actual, const std::vector<double>& expected) {
+::testing::AssertionResult sameSamples(const std::vector<double>& actual,
+                                       const std::vector<double>& expected) {
     const std::size_t common = std::min(actual.size(), expected.size());
     for (std::size_t index = 0; index < common; ++index) {
         if (actual[index] != expected[index]) {
-            return ::testing::AssertionFailure() << "first difference at sample " << index << " of " << actual.size()
-                                                 << " delivered (" << expected.size() << " sent): " << actual[index]
-                                                 << " instead of " << expected[index];
+            return ::testing::AssertionFailure()
+                   << "first difference at sample " << index << " of " << actual.size() << " delivered ("
+                   << expected.size() << " sent): " << actual[index] << " instead of " << expected[index];
         }
     }
     if (actual.size() != expected.size()) {
-        return ::testing::AssertionFailure() << actual.size() << " samples delivered, " << expected.size() << " sent";
+        return ::testing::AssertionFailure()
+               << actual.size() << " samples delivered, " << expected.size() << " sent";
     }
     return ::testing::AssertionSuccess();
 }
@@ -74,13 +76,7 @@ protected:
         core->setMessageReceiver([this](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
             messages.push_back(message);
         });
-        auto* manager = sonacore::INetworkDeviceManager::createInstance();
-        ASSERT_TRUE(manager->scanDevices());
-        for (std::uint64_t number = 1; number <= manager->getDeviceCount(); ++number) {
-            if (manager->getDeviceInfo(number).getDeviceName() == captureInterface()) {
-                adapter = &manager->getDeviceInfo(number);
-            }
-        }
+        adapter = e2etest::adapterNamed(captureInterface());
         ASSERT_NE(adapter, nullptr);
     }
 
@@ -94,8 +90,10 @@ protected:
         testsupport::NetnsFixture::TearDown();
     }
 
-    // Adds the stream of `key` (12 hex digits) with `channels` channels, signalling every `signaling` samples.
-    void addStream(const std::string& key, std::uint64_t channels, std::uint64_t signaling, std::uint64_t bufferSize) {
+    // Adds the stream of `key` (12 hex digits) with `channels` channels, signalling every `signaling`
+    // samples.
+    void addStream(const std::string& key, std::uint64_t channels, std::uint64_t signaling,
+                   std::uint64_t bufferSize) {
         auto* buffer = sonacore::IBufferConfiguration::createInstance("e2e buffer", bufferSize, signaling);
         auto* device = sonacore::IDeviceConfiguration::createInstance("e2e device", *buffer, 2, channels, 6);
         auto* stream = sonacore::IStreamConfiguration::createInstance("e2e stream", key, *adapter, *device);
@@ -106,16 +104,18 @@ protected:
 
     sonacore::ihandles::IProcessorHandle* addWaveform(unsigned channel, std::uint64_t sampleAmount,
                                                       std::uint64_t refreshRate = 0) {
-        auto* waveform = refreshRate == 0
-                             ? sonacore::iprocess::IWaveformConfig::createInstance("wave", sampleAmount)
-                             : sonacore::iprocess::IWaveformConfig::createInstance("wave", sampleAmount, refreshRate);
-        auto* process = sonacore::IProcessConfiguration::createInstance("process " + std::to_string(channel), *waveform,
-                                                                         streamKey, static_cast<unsigned char>(channel));
+        auto* waveform =
+            refreshRate == 0
+                ? sonacore::iprocess::IWaveformConfig::createInstance("wave", sampleAmount)
+                : sonacore::iprocess::IWaveformConfig::createInstance("wave", sampleAmount, refreshRate);
+        auto* process = sonacore::IProcessConfiguration::createInstance(
+            "process " + std::to_string(channel), *waveform, streamKey, static_cast<unsigned char>(channel));
         auto* handle = core->addProcessor(*process);
-        core->getMeteringDataSource(*handle)->bindChannelCallback([this, channel](sonacore::IChannelData& data) {
-            deliveries[channel].x.push_back(data.getVectorData().getX());
-            deliveries[channel].y.push_back(data.getVectorData().getY());
-        });
+        core->getMeteringDataSource(*handle)->bindChannelCallback(
+            [this, channel](sonacore::IChannelData& data) {
+                deliveries[channel].x.push_back(data.getVectorData().getX());
+                deliveries[channel].y.push_back(data.getVectorData().getY());
+            });
         return handle;
     }
 
@@ -133,9 +133,8 @@ protected:
     void expectEverySampleOnce(std::uint64_t amount, std::uint64_t frames, std::chrono::milliseconds deadline,
                                const std::function<std::string()>& diagnose = {}) {
         const std::size_t expected = frames * 6 + amount;
-        ASSERT_TRUE(
-            testsupport::spinUntil([&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; },
-                                   deadline))
+        ASSERT_TRUE(testsupport::spinUntil(
+            [&] { return totalDelivered(0) >= expected && totalDelivered(1) >= expected; }, deadline))
             << totalDelivered(0) << " and " << totalDelivered(1) << " points delivered of " << expected
             << (diagnose ? diagnose() : "");
         testsupport::spinFor(std::chrono::milliseconds(200));
@@ -191,7 +190,8 @@ protected:
         const auto& ys = deliveries[channel].y;
         for (std::size_t index = 0; index < ys.size(); ++index) {
             const std::size_t skip = index == 0 && ys[0].size() >= 2 * sampleAmount ? sampleAmount : 0;
-            samples.insert(samples.end(), ys[index].begin() + static_cast<std::ptrdiff_t>(skip), ys[index].end());
+            samples.insert(samples.end(), ys[index].begin() + static_cast<std::ptrdiff_t>(skip),
+                           ys[index].end());
         }
         return samples;
     }
@@ -213,8 +213,8 @@ protected:
 };
 
 std::vector<std::string> twoChannelCounters(std::uint64_t frames) {
-    return {"--channels", "2", "--channel-signal", "0=" + signalFor(0), "--channel-signal", "1=" + signalFor(1),
-            "--count", std::to_string(frames)};
+    return {"--channels",        "2",       "--channel-signal",    "0=" + signalFor(0), "--channel-signal",
+            "1=" + signalFor(1), "--count", std::to_string(frames)};
 }
 
 } // namespace
@@ -253,8 +253,9 @@ TEST_F(EndToEndLive, SixtySecondsAtRealRateReachTheCallbackExactlyOnceWithBlocks
     const auto machineBefore =
         testsupport::MachineDropCounters::read(captureInterface(), namespaceName(), talkerInterface());
     // The talker runs in the background while this thread's event loop delivers the results.
-    auto& talker = startTalker({"--source-mac", mac(streamKey), "--channels", "2", "--channel-signal", "0=" + signalFor(0),
-                                "--channel-signal", "1=" + signalFor(1), "--duration", "60"});
+    auto& talker =
+        startTalker({"--source-mac", mac(streamKey), "--channels", "2", "--channel-signal",
+                     "0=" + signalFor(0), "--channel-signal", "1=" + signalFor(1), "--duration", "60"});
     expectEverySampleOnce(amount, frames, 75000ms, [&] { return whereFramesWent(talker, machineBefore); });
     EXPECT_TRUE(talkerSucceeded(talker, 10s));
 }
@@ -293,7 +294,8 @@ TEST_F(EndToEndLive, MessageReceiverGetsSnifferStatusAndTheFirstChannelChange) {
         }
         return false;
     };
-    ASSERT_TRUE(testsupport::spinUntil([&] { return has("StatusMessage", "Start listening") && has("ChannelAmountChanged", ""); }));
+    ASSERT_TRUE(testsupport::spinUntil(
+        [&] { return has("StatusMessage", "Start listening") && has("ChannelAmountChanged", ""); }));
     for (const auto& message : messages) {
         if (message->getMessageClass() == "ChannelAmountChanged") {
             auto change = std::dynamic_pointer_cast<sonacore::imessages::IChannelAmountChanged>(message);
