@@ -113,7 +113,7 @@ void SpectrumProcessor::calculate(std::string clockName, std::size_t sampleAmoun
         yValues[bin] = static_cast<double>(powerValues[bin]);
     }
     if (movingAverage.isActive()) {
-        yValues = movingAverage.calculateAverage(yValues);
+        yValues = movingAverage.calculateAverage(std::move(yValues));
     }
     channelData.getVectorData().setY(yValues);
     emit newProcessData(channelData);

@@ -63,8 +63,29 @@ void MovingAverage::performanceOptimizedMovingAverage(const std::vector<double>&
     try {
         const std::vector<double>& oldest = ringBuffer.at(ringIndex);
         const double divisor = static_cast<double>(windowSize);
-        for (std::size_t k = 0; k < input.size(); ++k) {
-            averageResult.at(k) = (input.at(k) - oldest.at(k)) / divisor + averageResult.at(k);
+        const std::size_t length = input.size();
+        if (oldest.size() < length || averageResult.size() < length) {
+            // Some access would leave a row: the checked loop updates what it can reach and then reports.
+            for (std::size_t k = 0; k < length; ++k) {
+                averageResult.at(k) = (input.at(k) - oldest.at(k)) / divisor + averageResult.at(k);
+            }
+        } else if ((windowSize & (windowSize - 1)) == 0) {
+            // Dividing by a power of two and multiplying by its reciprocal give the same double, and the
+            // product lets the loop run a lane per element.
+            const double reciprocal = 1.0 / divisor;
+            const double* newest = input.data();
+            const double* old = oldest.data();
+            double* mean = averageResult.data();
+            for (std::size_t k = 0; k < length; ++k) {
+                mean[k] = (newest[k] - old[k]) * reciprocal + mean[k];
+            }
+        } else {
+            const double* newest = input.data();
+            const double* old = oldest.data();
+            double* mean = averageResult.data();
+            for (std::size_t k = 0; k < length; ++k) {
+                mean[k] = (newest[k] - old[k]) / divisor + mean[k];
+            }
         }
         // Assigning to the row reuses its storage, since it has the input's length already.
         ringBuffer.at(ringIndex) = input;

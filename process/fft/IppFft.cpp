@@ -215,13 +215,13 @@ bool IppFft::processResultData(const float* source, std::vector<float>& out, std
     const float scale = factor == 0.0f ? 1.0f : factor;
     const std::size_t limited = limitAmount(amount);
     try {
+        // Elements past the result that the vector already had stay as they are.
+        if (out.size() < limited) {
+            out.resize(limited);
+        }
+        float* target = out.data();
         for (std::size_t i = 0; i < limited; ++i) {
-            const float value = source[i] * scale;
-            if (i < out.size()) {
-                out[i] = value;
-            } else {
-                out.push_back(value);
-            }
+            target[i] = source[i] * scale;
         }
     } catch (const std::exception& exception) {
         sonacore::log::warning(
