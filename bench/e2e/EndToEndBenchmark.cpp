@@ -18,6 +18,8 @@
 // Run as root: scripts/run-benchmarks.sh --benchmark_filter=endToEnd
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
+#include "sonacore/ISoundLevelValueConfig.h"
+#include "sonacore/ISpectrumConfig.h"
 #include "sonacore/IWaveformConfig.h"
 
 #include "../support/TalkerSandbox.h"
@@ -96,9 +98,45 @@ struct Run {
     bench::ProcessUse cpu;
 };
 
-// Streams `channels` channels for `seconds` at the real rate, with a waveform processor on every channel.
+// What runs on every channel of a stream.
+enum class Processors {
+    // A waveform processor, delivering every signalled block.
+    waveform,
+    // A sound level processor on the buffer's signal, over 2880 samples.
+    soundLevel,
+    // A spectrum processor of order 14 with a moving average over 8 spectra, on its own timer of 100 ms
+    // (every 4800 samples at 48 kHz).
+    spectrum,
+    // Both of the above.
+    analysers,
+};
+
+void addAnalysers(ISonaCore& core, const std::string& key, unsigned channel, Processors processors,
+                  std::vector<sonacore::ihandles::IProcessorHandle*>& handles) {
+    const auto number = static_cast<unsigned char>(channel);
+    std::vector<sonacore::iprocess::IProcessorConfigBase*> analysers;
+    if (processors != Processors::spectrum) {
+        analysers.push_back(sonacore::iprocess::ISoundLevelValueConfig::createInstance("bench", 2880));
+    }
+    if (processors != Processors::soundLevel) {
+        auto* spectrum = sonacore::iprocess::ISpectrumConfig::createInstance("bench", 16384, 100);
+        spectrum->setMovingAverageWindowSize(8);
+        spectrum->setMovingAverageActivity(true);
+        analysers.push_back(spectrum);
+    }
+    for (auto* settings : analysers) {
+        auto* process = sonacore::IProcessConfiguration::createInstance("bench", *settings, key, number);
+        auto* handle = core.addProcessor(*process);
+        // The values are computed and delivered; a host would show them.
+        core.getMeteringDataSource(*handle)->bindChannelCallback([](sonacore::IChannelData&) {});
+        handle->start();
+        handles.push_back(handle);
+    }
+}
+
+// Streams `channels` channels for `seconds` at the real rate, with `processors` on every channel.
 Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, double seconds,
-           bool measureLatency) {
+           bool measureLatency, Processors processors = Processors::waveform) {
     Run run;
     // Streams are never removed from the library, so each run sends from its own address.
     static int runs = 0;
@@ -128,6 +166,10 @@ Run stream(benchmark::State& state, unsigned channels, std::uint64_t signaling, 
     std::vector<sonacore::ihandles::IProcessorHandle*> handles;
     // Signalling 0 measures the capture alone, with no processor.
     for (unsigned channel = 0; channel < (signaling == 0 ? 0 : channels); ++channel) {
+        if (processors != Processors::waveform) {
+            addAnalysers(*core, key, channel, processors, handles);
+            continue;
+        }
         auto* waveform = sonacore::iprocess::IWaveformConfig::createInstance("bench", signaling);
         auto* process = sonacore::IProcessConfiguration::createInstance("bench", *waveform, key,
                                                                         static_cast<unsigned char>(channel));
@@ -238,6 +280,21 @@ void endToEndCpu(benchmark::State& state) {
     }
 }
 
+// 8 channels with the buffer's signal every 480 samples, each with the processors of the argument: the
+// waveform processor alone (0), the sound level processor alone (1), the spectrum processor alone (2), or the
+// sound level and spectrum processors (3). Read the analysers' figure next to the waveform processor's.
+void endToEndProcessorsCpu(benchmark::State& state) {
+    const auto processors = static_cast<Processors>(state.range(0));
+    for (auto _ : state) {
+        const Run run = stream(state, 8, 480, 10.0, false, processors);
+        state.counters["cpu_percent_of_one_core"] = run.cpu.total() * 100.0;
+        state.counters["library_threads_percent"] = run.cpu.otherThreads.seconds * 100.0;
+        state.counters["host_thread_percent"] = run.cpu.mainThread.seconds * 100.0;
+        state.counters["library_threads_runs_per_s"] = run.cpu.otherThreads.runs;
+        state.counters["host_thread_runs_per_s"] = run.cpu.mainThread.runs;
+    }
+}
+
 } // namespace
 
 BENCHMARK(endToEndLatency)->Iterations(1)->Unit(benchmark::kSecond)->UseRealTime();
@@ -250,6 +307,13 @@ BENCHMARK(endToEndCpu)
     ->Args({8, 480})
     ->Args({2, 0})
     ->ArgNames({"channels", "signaling"})
+    ->Apply(bench::wholeRuns);
+BENCHMARK(endToEndProcessorsCpu)
+    ->Arg(0)
+    ->Arg(1)
+    ->Arg(2)
+    ->Arg(3)
+    ->ArgName("processors")
     ->Apply(bench::wholeRuns);
 
 int main(int argc, char** argv) {
