@@ -81,6 +81,28 @@ TEST(AvtpTalkerCommandLine, ChannelSignalBeyondTheStreamsChannelsIsRefused) {
               "most 2 channels; see --help.\n");
 }
 
+TEST(AvtpTalkerCommandLine, SampleWidthOtherThan16Or24Or32BitsIsRefused) {
+    const auto result = runTalker({"-i", "lo", "--sample-bits", "20"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: option --sample-bits needs a sample width of 16, 24 or 32 "
+              "bits, not '20'; see --help.\n");
+}
+
+class AvtpTalkerVlanCommandLine : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(AvtpTalkerVlanCommandLine, VlanIdAbove4094OrPriorityAbove7IsRefused) {
+    const auto result = runTalker({"-i", "lo", "--vlan", GetParam()});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              std::string("sonacore-avtp-talker: option --vlan needs a VLAN ID from 0 to 4094, "
+                          "optionally followed by :PRIORITY from 0 to 7, not '") +
+                  GetParam() + "'; see --help.\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, AvtpTalkerVlanCommandLine,
+                         ::testing::Values("4095", "2:8", "4095:3", "two", "2:", ":3", "-1"));
+
 TEST(AvtpTalkerCommandLine, InvalidSignalIsExplained) {
     const auto result = runTalker({"-i", "lo", "--signal", "sine:99999"});
     EXPECT_EQ(result.exitStatus, 2);

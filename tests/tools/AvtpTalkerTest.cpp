@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <ostream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -163,9 +164,10 @@ class AvtpTalkerLiveTest : public testsupport::NetnsFixture {
 protected:
     /// Opens a capture on the root end, runs one talker with `arguments` to its end and returns every frame
     /// that arrived.
-    std::vector<CapturedFrame> sendAndCapture(const std::vector<std::string>& arguments) {
+    std::vector<CapturedFrame> sendAndCapture(const std::vector<std::string>& arguments,
+                                              const std::string& filter = "ether proto 0x22f0") {
         std::string error;
-        const std::unique_ptr<FrameCapture> capture = FrameCapture::open(captureInterface(), error);
+        const std::unique_ptr<FrameCapture> capture = FrameCapture::open(captureInterface(), error, filter);
         if (!capture) {
             ADD_FAILURE() << "cannot capture on " << captureInterface() << ": " << error;
             return {};
@@ -550,6 +552,139 @@ TEST_F(AvtpTalkerLiveTest, SummaryReportsFramesElapsedRateAndLateness) {
     EXPECT_NE(m_talkerOutput.find("frame rate: "), std::string::npos) << m_talkerOutput;
     EXPECT_NE(m_talkerOutput.find("(nominal 8000.000)"), std::string::npos) << m_talkerOutput;
     EXPECT_NE(m_talkerOutput.find("lateness: mean "), std::string::npos) << m_talkerOutput;
+}
+
+struct SampleWidth {
+    unsigned bits;
+    std::uint8_t format;
+};
+
+void PrintTo(const SampleWidth& width, std::ostream* out) {
+    *out << width.bits << " bits, format " << static_cast<unsigned>(width.format);
+}
+
+class AvtpTalkerSampleWidthLiveTest : public AvtpTalkerLiveTest,
+                                      public ::testing::WithParamInterface<SampleWidth> {};
+
+TEST_P(AvtpTalkerSampleWidthLiveTest, WideSamplesCarryTheSignalShiftedUpToFillTheirWidth) {
+    const unsigned bits = GetParam().bits;
+    const std::size_t bytes = bits / 8;
+    const auto signals = generators(2, "", {{0, "counter:65530"}, {1, "noise:5:1"}});
+    const auto frames =
+        sendAndCapture({"--sample-bits", std::to_string(bits), "--channel-signal", "0=counter:65530",
+                        "--channel-signal", "1=noise:5:1", "--count", "3"});
+    ASSERT_EQ(frames.size(), 3u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const CapturedFrame& frame = frames[i];
+        ASSERT_EQ(frame.wireLength, kPayloadOffset + 2 * 6 * bytes);
+        ASSERT_EQ(frame.bytes.size(), frame.wireLength);
+        EXPECT_EQ(frame.bytes[kSubtypeOffset], 0x02);
+        EXPECT_EQ(frame.bytes[kSequenceOffset], i);
+        EXPECT_EQ(frame.bytes[kFormatOffset], GetParam().format);
+        EXPECT_EQ(frame.bytes[kRateAndChannelsHighOffset], 0x50);
+        EXPECT_EQ(frame.bytes[kChannelsOffset], 2);
+        EXPECT_EQ(frame.bytes[kBitDepthOffset], bits);
+        EXPECT_EQ(be16(frame, kDataLengthOffset), 2 * 6 * bytes);
+        for (unsigned s = 0; s < 6; ++s) {
+            for (unsigned c = 0; c < 2; ++c) {
+                // The sample's bytes as a signed number of its width, against the 16-bit value times the
+                // scale of the extra bits.
+                const std::size_t at = kPayloadOffset + (s * 2 + c) * bytes;
+                long long value = static_cast<std::int8_t>(frame.bytes[at]);
+                for (std::size_t b = 1; b < bytes; ++b) {
+                    value = value * 256 + frame.bytes[at + b];
+                }
+                const long long expected =
+                    static_cast<long long>(signals[c].sampleAt(i * 6 + s)) * (1LL << (bits - 16));
+                ASSERT_EQ(value, expected) << "instant " << s << ", channel " << c;
+            }
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, AvtpTalkerSampleWidthLiveTest,
+                         ::testing::Values(SampleWidth{16, 0x04}, SampleWidth{24, 0x03},
+                                           SampleWidth{32, 0x02}),
+                         [](const ::testing::TestParamInfo<SampleWidth>& info) {
+                             return std::to_string(info.param.bits) + "Bits";
+                         });
+
+TEST_F(AvtpTalkerLiveTest, SampleDumpShowsWideSamplesAtTheirFullWidth) {
+    TemporaryFile dump(".txt");
+    ASSERT_FALSE(dump.path().empty());
+    const auto frames = sendAndCapture({"--dump-samples", dump.path(), "--sample-bits", "32", "--signal",
+                                        "counter:65535", "--samples-per-frame", "1", "--count", "2"});
+    ASSERT_EQ(frames.size(), 2u);
+    std::ifstream in(dump.path());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    EXPECT_EQ(lines, (std::vector<std::string>{"0 0 2 : -65536 -65536", "1 1 2 : 0 0"}));
+}
+
+// A tagged frame keeps its addresses at 0 and 6; the tag takes bytes 12 to 15, and every field of an untagged
+// frame lies 4 bytes further up.
+constexpr std::size_t kTagLength = 4;
+
+TEST_F(AvtpTalkerLiveTest, VlanOptionTagsEveryFrameAndMovesTheAvtpHeaderUpByTheTag) {
+    const auto signals = generators(2);
+    const auto frames = sendAndCapture({"--vlan", "2", "--source-mac", kSourceText, "--count", "3"},
+                                       "vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 3u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const CapturedFrame& frame = frames[i];
+        ASSERT_EQ(frame.wireLength, kTagLength + kPayloadOffset + 2 * 2 * 6);
+        ASSERT_EQ(frame.bytes.size(), frame.wireLength);
+        EXPECT_TRUE(hasAddress(frame, 0, kDefaultDestination));
+        EXPECT_TRUE(hasAddress(frame, 6, kSource));
+        EXPECT_EQ(be16(frame, 12), 0x8100u);
+        EXPECT_EQ(be16(frame, 14), 0x6002u) << "priority 3, DEI 0, VLAN 2";
+        // The untagged frame is what follows the tag.
+        CapturedFrame untagged;
+        untagged.bytes.assign(frame.bytes.begin(), frame.bytes.begin() + 12);
+        untagged.bytes.insert(untagged.bytes.end(), frame.bytes.begin() + 12 + kTagLength, frame.bytes.end());
+        untagged.wireLength = frame.wireLength - kTagLength;
+        expectAafHeader(untagged, static_cast<std::uint8_t>(i), 2, 6);
+        expectSamples(untagged, i, 2, 6, signals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, VlanPriorityIsTheTagsTopThreeBits) {
+    const auto frames = sendAndCapture({"--vlan", "4094:7", "--count", "1"}, "vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(be16(frames[0], 14), 0xeffeu) << "priority 7, DEI 0, VLAN 4094";
+}
+
+TEST_F(AvtpTalkerLiveTest, VlanTagLiesOutsideTheMtu) {
+    // 123 channels of 6 16-bit samples: 1476 bytes of samples and 24 of AVTP header fill the MTU exactly.
+    const auto frames =
+        sendAndCapture({"--vlan", "2", "--channels", "123", "--count", "1"}, "vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(frames[0].wireLength, 14u + kTagLength + 1500u);
+}
+
+TEST_F(AvtpTalkerLiveTest, StrayCopiesOfATaggedFrameChangeTheFieldsBehindTheTag) {
+    std::string error;
+    const auto other = FrameCapture::open(captureInterface(), error, "vlan and ether proto 0x88b5");
+    ASSERT_TRUE(other) << error;
+    const auto frames = sendAndCapture(
+        {"--vlan", "2", "--insert-subtype", "1:0x7f", "--insert-ethertype", "2:0x88b5", "--count", "3"},
+        "vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 4u);
+    EXPECT_EQ(frames[1].bytes.at(kTagLength + kSubtypeOffset), 0x7f);
+    std::vector<std::uint8_t> restored = frames[1].bytes;
+    restored[kTagLength + kSubtypeOffset] = 0x02;
+    EXPECT_EQ(restored, frames[2].bytes);
+    const auto strays = other->settle();
+    ASSERT_EQ(strays.size(), 1u);
+    EXPECT_EQ(be16(strays[0], 12), 0x8100u);
+    restored = strays[0].bytes;
+    restored[kTagLength + kEtherTypeOffset] = 0x22;
+    restored[kTagLength + kEtherTypeOffset + 1] = 0xf0;
+    EXPECT_EQ(restored, frames[3].bytes);
 }
 
 TEST_F(AvtpTalkerLiveTest, FrameTooLongForTheInterfaceIsRefusedWithAnError) {

@@ -12,9 +12,12 @@ constexpr std::uint8_t kAafSubtype = 0x02;
 // sv: the stream id is valid; tv: the timestamp is valid. Version 0, no media clock restart, no gPTP
 // domain change.
 constexpr std::uint8_t kStreamValidAndTimestampValid = 0x81;
+constexpr std::uint16_t kVlanEtherType = 0x8100;
+constexpr std::uint8_t kFormatInt32 = 0x02;
+constexpr std::uint8_t kFormatInt24 = 0x03;
 constexpr std::uint8_t kFormatInt16 = 0x04;
 constexpr std::uint8_t kNominalRate48kHz = 0x05;
-constexpr std::uint8_t kBitDepth = 16;
+constexpr std::size_t kEthernetHeaderLength = 14;
 // Receivers present samples this long after the talker's clock; 2 ms is the usual class A latency.
 constexpr std::uint64_t kPresentationOffsetNs = 2'000'000;
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
@@ -28,6 +31,18 @@ void put16(std::uint8_t* p, std::uint32_t value) {
 void put32(std::uint8_t* p, std::uint32_t value) {
     put16(p, value >> 16);
     put16(p + 2, value & 0xffff);
+}
+
+std::uint8_t formatFor(unsigned sampleBits) {
+    return sampleBits == 32 ? kFormatInt32 : (sampleBits == 24 ? kFormatInt24 : kFormatInt16);
+}
+
+/// Writes the 16-bit signal value as a big-endian sample of `bytes` bytes, shifted up to fill them.
+void putSample(std::uint8_t* p, std::int16_t value, unsigned bytes) {
+    const auto widened = static_cast<std::uint32_t>(static_cast<std::int32_t>(value) * 65536);
+    for (unsigned i = 0; i < bytes; ++i) {
+        p[i] = static_cast<std::uint8_t>(widened >> (24 - 8 * i));
+    }
 }
 
 } // namespace
@@ -62,11 +77,21 @@ unsigned AafStream::channelsOf(std::uint64_t frame) const {
 }
 
 std::size_t AafStream::lengthOf(std::uint64_t frame) const {
-    return kHeaderLength + std::size_t{2} * channelsOf(frame) * m_options.samplesPerFrame;
+    return headerLength() +
+           std::size_t{m_options.sampleBytes()} * channelsOf(frame) * m_options.samplesPerFrame;
 }
 
 std::size_t AafStream::maximumLength() const {
-    return kHeaderLength + std::size_t{2} * m_options.maximumChannels() * m_options.samplesPerFrame;
+    return headerLength() +
+           std::size_t{m_options.sampleBytes()} * m_options.maximumChannels() * m_options.samplesPerFrame;
+}
+
+std::size_t AafStream::headerLength() const {
+    return kHeaderLength + (m_options.vlanId ? kVlanTagLength : 0);
+}
+
+std::size_t AafStream::ethernetHeaderLength() const {
+    return kEthernetHeaderLength + (m_options.vlanId ? kVlanTagLength : 0);
 }
 
 bool AafStream::isDropped(std::uint64_t frame) const {
@@ -90,14 +115,15 @@ std::size_t AafStream::framesForSlot(std::uint64_t slot, std::vector<OutgoingFra
     if (stray != m_options.insertSubtype.end()) {
         OutgoingFrame& out = frames[count++];
         build(frame, out);
-        out.bytes[14] = static_cast<std::uint8_t>(stray->second);
+        out.bytes[ethernetHeaderLength()] = static_cast<std::uint8_t>(stray->second);
         out.stray = true;
     }
     const auto strayType = m_options.insertEtherType.find(frame);
     if (strayType != m_options.insertEtherType.end()) {
         OutgoingFrame& out = frames[count++];
         build(frame, out);
-        put16(&out.bytes[12], strayType->second);
+        // In a tagged frame this is the EtherType behind the tag, the one that says AVTP.
+        put16(&out.bytes[ethernetHeaderLength() - 2], strayType->second);
         out.stray = true;
     }
     if (!isDropped(frame)) {
@@ -113,8 +139,9 @@ std::size_t AafStream::framesForSlot(std::uint64_t slot, std::vector<OutgoingFra
 void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
     const unsigned channels = channelsOf(frame);
     const unsigned samplesPerFrame = m_options.samplesPerFrame;
-    const std::size_t payloadLength = std::size_t{2} * channels * samplesPerFrame;
-    out.bytes.resize(kHeaderLength + payloadLength);
+    const unsigned sampleBytes = m_options.sampleBytes();
+    const std::size_t payloadLength = std::size_t{sampleBytes} * channels * samplesPerFrame;
+    out.bytes.resize(headerLength() + payloadLength);
     out.frameIndex = frame;
     out.stray = false;
     out.channels = channels;
@@ -122,6 +149,12 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
 
     std::copy(m_options.destinationMac.begin(), m_options.destinationMac.end(), p);
     std::copy(m_sourceMac.begin(), m_sourceMac.end(), p + 6);
+    if (m_options.vlanId) {
+        put16(p + 12, kVlanEtherType);
+        put16(p + 14, (m_options.vlanPriority << 13) | *m_options.vlanId);
+        // From here on the offsets are those of an untagged frame.
+        p += kVlanTagLength;
+    }
     put16(p + 12, kAvtpEtherType);
     p[14] = kAafSubtype;
     p[15] = kStreamValidAndTimestampValid;
@@ -131,10 +164,10 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
     put32(p + 22, static_cast<std::uint32_t>(m_streamId));
     // The AVTP timestamp is the low 32 bits of the presentation time in nanoseconds.
     put32(p + 26, static_cast<std::uint32_t>(m_timestampBaseNs + offsetNs(frame, samplesPerFrame)));
-    p[30] = kFormatInt16;
+    p[30] = formatFor(m_options.sampleBits);
     p[31] = static_cast<std::uint8_t>((kNominalRate48kHz << 4) | ((channels >> 8) & 0x03));
     p[32] = static_cast<std::uint8_t>(channels);
-    p[33] = kBitDepth;
+    p[33] = static_cast<std::uint8_t>(m_options.sampleBits);
     const auto stated = m_options.dataLengthAt.find(frame);
     put16(p + 34, stated != m_options.dataLengthAt.end() ? stated->second
                                                          : static_cast<std::uint32_t>(payloadLength));
@@ -145,8 +178,8 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
     const std::uint64_t first = frame * samplesPerFrame;
     for (unsigned s = 0; s < samplesPerFrame; ++s) {
         for (unsigned c = 0; c < channels; ++c) {
-            put16(sample, static_cast<std::uint16_t>(m_signals[c].sampleAt(first + s)));
-            sample += 2;
+            putSample(sample, m_signals[c].sampleAt(first + s), sampleBytes);
+            sample += sampleBytes;
         }
     }
 

@@ -31,6 +31,9 @@ struct OutgoingFrame {
 ///  the low two bits, 32 channel count low 8 bits, 33 bit depth 16, 34 stream data length (2) =
 ///  channels * samples per frame * 2, 36 sp=0 (normal timestamping) evt=0 (0x00), 37 reserved 0,
 ///  38 samples, interleaved by channel: all channels of one instant, then the next instant.
+/// With --sample-bits 24 or 32 the format is 0x03 (INT_24BIT) or 0x02 (INT_32BIT), the bit depth 24 or 32,
+/// and each sample 3 or 4 bytes. With --vlan an 802.1Q tag (EtherType 0x8100, then priority, DEI 0 and
+/// VLAN ID in two bytes) sits at 12, and everything above moves up by its 4 bytes.
 ///
 /// Slots are the deadlines of the pacing, one per stream frame index. Each slot sends its frame, except
 /// that a swap at K sends frame K + 1 in slot K and frame K in slot K + 1, and faults add or remove frames
@@ -39,8 +42,10 @@ class AafStream {
 public:
     /// Largest number of frames one slot can produce: two stray copies, the frame and its repeat.
     static constexpr std::size_t kMaxFramesPerSlot = 4;
-    /// Length of the Ethernet and AAF headers in bytes.
+    /// Length of the Ethernet and AAF headers in bytes, without a VLAN tag.
     static constexpr std::size_t kHeaderLength = 38;
+    /// Length of an IEEE 802.1Q tag in bytes.
+    static constexpr std::size_t kVlanTagLength = 4;
 
     /// `signals` holds one generator per channel, at least `options.maximumChannels()` of them.
     /// `sourceMac` is the resolved source address, `timestampBaseNs` the presentation time of frame 0 in
@@ -60,6 +65,14 @@ public:
 
     /// Largest frame the stream can send, in bytes.
     std::size_t maximumLength() const;
+
+    /// Length of the Ethernet and AAF headers of every frame, the VLAN tag included: where the samples
+    /// start.
+    std::size_t headerLength() const;
+
+    /// Length of the Ethernet header, the VLAN tag included: the part of a frame outside the interface's
+    /// MTU.
+    std::size_t ethernetHeaderLength() const;
 
     /// Time of stream frame `frame` after frame 0, in nanoseconds, rounded down: frame * S / 48000 seconds
     /// for S samples per frame, computed from the index so that deadlines never accumulate rounding.

@@ -36,12 +36,23 @@ std::string macText(const MacAddress& mac) {
     return text;
 }
 
-void writeDumpLine(std::ofstream& dump, const OutgoingFrame& frame) {
+/// Samples are written as the signed values of their full width, so a 32-bit sample shows the 16-bit signal
+/// value times 65536.
+void writeDumpLine(std::ofstream& dump, const OutgoingFrame& frame, std::size_t headerLength,
+                   unsigned sampleBytes) {
     const std::vector<std::uint8_t>& bytes = frame.bytes;
+    const std::size_t sequenceOffset = headerLength - AafStream::kHeaderLength + 16;
     dump << frame.frameIndex << (frame.stray ? "*" : "") << ' '
-         << (bytes.size() > 16 ? static_cast<unsigned>(bytes[16]) : 0u) << ' ' << frame.channels << " :";
-    for (std::size_t i = AafStream::kHeaderLength; i + 1 < bytes.size(); i += 2) {
-        dump << ' ' << static_cast<std::int16_t>(static_cast<std::uint16_t>((bytes[i] << 8) | bytes[i + 1]));
+         << (bytes.size() > sequenceOffset ? static_cast<unsigned>(bytes[sequenceOffset]) : 0u) << ' '
+         << frame.channels << " :";
+    for (std::size_t i = headerLength; i + sampleBytes <= bytes.size(); i += sampleBytes) {
+        std::uint32_t value = 0;
+        for (unsigned b = 0; b < sampleBytes; ++b) {
+            value = (value << 8) | bytes[i + b];
+        }
+        // Sign-extend from the sample's width.
+        const unsigned unused = 32 - 8 * sampleBytes;
+        dump << ' ' << (static_cast<std::int32_t>(value << unused) >> unused);
     }
     dump << '\n';
 }
@@ -99,8 +110,9 @@ bool Talker::run(const volatile std::sig_atomic_t& stopRequested, std::string& e
         // A page fault in the loop would cost more than the whole period of a frame.
         ::mlockall(MCL_CURRENT | MCL_FUTURE);
     }
-    // Frames sent from one processor stay in order on a veth pair, whose far end takes them up in per-processor
-    // queues: a talker that migrated between processors could have its frames overtake each other.
+    // Frames sent from one processor stay in order on a veth pair, whose far end takes them up in
+    // per-processor queues: a talker that migrated between processors could have its frames overtake each
+    // other.
     const int cpu = ::sched_getcpu();
     if (cpu >= 0) {
         cpu_set_t cpus;
@@ -117,7 +129,8 @@ bool Talker::run(const volatile std::sig_atomic_t& stopRequested, std::string& e
     const std::uint64_t timestampBaseNs = now(CLOCK_TAI) + kStartLeadNs;
     AafStream stream(m_options, m_signals, sourceMac, timestampBaseNs);
 
-    if (stream.maximumLength() - 14 > socket.mtu()) {
+    // The kernel lets a tagged frame's tag lie outside the MTU, as it does the Ethernet header.
+    if (stream.maximumLength() - stream.ethernetHeaderLength() > socket.mtu()) {
         error = "frames of " + std::to_string(stream.maximumLength()) + " bytes exceed the MTU of '" +
                 m_options.interfaceName + "' (" + std::to_string(socket.mtu()) + " bytes of payload)";
         return false;
@@ -174,7 +187,7 @@ bool Talker::run(const volatile std::sig_atomic_t& stopRequested, std::string& e
             }
             ++framesSent;
             if (dump.is_open()) {
-                writeDumpLine(dump, frames[i]);
+                writeDumpLine(dump, frames[i], stream.headerLength(), m_options.sampleBytes());
             }
         }
         if (failed) {

@@ -155,6 +155,31 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
         {"--samples-per-frame",
          {"a sample count from 1 to 65535",
           number(1, 65535, [&](std::uint64_t v) { options.samplesPerFrame = unsigned(v); })}},
+        {"--sample-bits",
+         {"a sample width of 16, 24 or 32 bits",
+          [&](const std::string& v) {
+              std::uint64_t bits = 0;
+              if (!parseUnsigned(v, 32, bits) || (bits != 16 && bits != 24 && bits != 32)) {
+                  return false;
+              }
+              options.sampleBits = unsigned(bits);
+              return true;
+          }}},
+        {"--vlan",
+         {"a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7",
+          [&](const std::string& v) {
+              std::uint64_t id = 0;
+              std::uint64_t priority = options.vlanPriority;
+              const bool good = v.find(':') == std::string::npos
+                                    ? parseUnsigned(v, 4094, id)
+                                    : parsePair(v, 7, id, priority) && id <= 4094;
+              if (!good) {
+                  return false;
+              }
+              options.vlanId = unsigned(id);
+              options.vlanPriority = unsigned(priority);
+              return true;
+          }}},
         {"--signal",
          {"a signal such as sine:1000:0.5",
           [&](const std::string& v) {
@@ -319,8 +344,9 @@ unsigned TalkerOptions::maximumChannels() const {
 std::string TalkerOptions::usage() {
     return R"(Usage: sonacore-avtp-talker --interface NAME [options]
 
-Sends an IEEE 1722 AAF stream (subtype 2, 16-bit big-endian samples interleaved by channel, nominal
-48 kHz, no VLAN tag, EtherType 0x22f0) through a raw packet socket. Needs CAP_NET_RAW.
+Sends an IEEE 1722 AAF stream (subtype 2, big-endian samples of 16 bits unless told otherwise,
+interleaved by channel, nominal 48 kHz, EtherType 0x22f0, no VLAN tag unless told) through a raw packet
+socket. Needs CAP_NET_RAW.
 
 Stream:
   -i, --interface NAME          interface to send on (required)
@@ -329,6 +355,11 @@ Stream:
       --stream-id ID            16 hex digits (default: source address followed by 0001)
   -c, --channels N              channels per frame, 1 to 1023 (default 2)
   -s, --samples-per-frame N     samples per channel per frame (default 6: 8000 frames/s)
+      --sample-bits N           16, 24 or 32 bits per sample, formats INT_16BIT, INT_24BIT and
+                                INT_32BIT (default 16); wider samples carry the 16-bit signal
+                                shifted up to fill the width
+      --vlan ID[:PRIORITY]      tag every frame for VLAN ID (0 to 4094) with priority 0 to 7
+                                (default 3) in an IEEE 802.1Q tag (default: no tag)
       --signal SIGNAL           signal of every channel without its own
       --channel-signal C=SIGNAL signal of channel C (from 0); repeatable
       --first-sequence N        sequence number of the first frame (default 0)

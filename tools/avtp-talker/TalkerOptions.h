@@ -32,6 +32,15 @@ public:
     unsigned channels = 2;
     /// Samples per channel per frame, at least 1; 6 gives 8000 frames per second at 48 kHz.
     unsigned samplesPerFrame = 6;
+    /// Width of every sample on the wire: 16 (format INT_16BIT), 24 (INT_24BIT) or 32 (INT_32BIT) bits. A
+    /// wider sample carries the 16-bit signal value shifted up to fill its width, so full scale stays full
+    /// scale.
+    unsigned sampleBits = 16;
+    /// VLAN ID, 0 to 4094, of an IEEE 802.1Q tag between the source address and the EtherType; empty for
+    /// untagged frames.
+    std::optional<unsigned> vlanId;
+    /// Priority code point of that tag, 0 to 7; 3 is the usual priority of class A streams.
+    unsigned vlanPriority = 3;
     /// Signal text for every channel without its own; empty means SignalGenerator::defaultFor.
     std::string signal;
     /// Signal text per channel, keyed by channel number from 0.
@@ -78,6 +87,9 @@ public:
 
     /// Highest channel count any frame of the stream can have.
     unsigned maximumChannels() const;
+
+    /// Bytes of one sample on the wire: sampleBits / 8.
+    unsigned sampleBytes() const { return sampleBits / 8; }
 };
 
 } // namespace avtptalker
