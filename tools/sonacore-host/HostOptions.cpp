@@ -64,7 +64,6 @@ bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
 } // namespace
 
 bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string& error) {
-    bool channelsChosen = false;
     for (int index = 1; index < argc; ++index) {
         const std::string name = argv[index];
         if (name == "--help" || name == "-h") {
@@ -73,6 +72,10 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
         }
         if (name == "--list") {
             options.list = true;
+            continue;
+        }
+        if (name == "--discover") {
+            options.discover = true;
             continue;
         }
         if (index + 1 >= argc) {
@@ -92,10 +95,13 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
                         "' is malformed: give six hexadecimal bytes such as 00:a0:c9:11:22:33.";
                 return false;
             }
+            options.macGiven = true;
         } else if (name == "--channels") {
             good = parseNumber(value, 1, 255, options.channels);
+            options.channelsGiven = true;
         } else if (name == "--samples-per-frame") {
             good = parseNumber(value, 1, 65535, options.samplesPerFrame);
+            options.samplesPerFrameGiven = true;
         } else if (name == "--sample-size") {
             good = parseNumber(value, 1, 8, options.sampleSize);
         } else if (name == "--buffer-size") {
@@ -106,7 +112,10 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             good = parseNumber(value, 0, 3600000, options.clockPeriodMs);
         } else if (name == "--meter") {
             good = parseChannels(value, options.meteredChannels);
-            channelsChosen = good;
+            options.meterGiven = good;
+        } else if (name == "--seconds") {
+            good = parseNumber(value, 1, 3600, number);
+            options.discoverySeconds = static_cast<double>(number);
         } else if (name == "--duration") {
             good = parseNumber(value, 1, 86400, number);
             options.durationSeconds = static_cast<double>(number);
@@ -122,28 +131,44 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             return false;
         }
     }
-    if (!channelsChosen) {
-        options.meteredChannels.clear();
-        for (unsigned channel = 0; channel < options.channels && channel < 8; ++channel) {
-            options.meteredChannels.push_back(channel);
+    return options.complete(error);
+}
+
+bool HostOptions::useStream(const std::string& streamDeviceKey, std::uint64_t streamChannels,
+                            std::uint64_t streamSamplesPerFrame, std::string& error) {
+    deviceKey = streamDeviceKey;
+    if (!channelsGiven) {
+        channels = streamChannels;
+    }
+    if (!samplesPerFrameGiven) {
+        samplesPerFrame = streamSamplesPerFrame;
+    }
+    return complete(error);
+}
+
+bool HostOptions::complete(std::string& error) {
+    if (!meterGiven) {
+        meteredChannels.clear();
+        for (unsigned channel = 0; channel < channels && channel < 8; ++channel) {
+            meteredChannels.push_back(channel);
         }
     }
-    for (const unsigned channel : options.meteredChannels) {
-        if (channel >= options.channels) {
+    for (const unsigned channel : meteredChannels) {
+        if (channel >= channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
-                    std::to_string(options.channels) + " channels, numbered from 0.";
+                    std::to_string(channels) + " channels, numbered from 0.";
             return false;
         }
     }
-    if (options.bufferSize < spectrumFrameLength) {
+    if (bufferSize < spectrumFrameLength) {
         error = "The buffer size must hold one spectrum frame: give --buffer-size " +
                 std::to_string(spectrumFrameLength) + " or more.";
         return false;
     }
-    if (options.levelSampleAmount() > options.bufferSize) {
+    if (levelSampleAmount() > bufferSize) {
         error =
             "The buffer size must hold the samples of one level, six signalling amounts: give --signaling " +
-            std::to_string(options.bufferSize / signalsPerLevel) + " or less.";
+            std::to_string(bufferSize / signalsPerLevel) + " or less.";
         return false;
     }
     return true;
@@ -156,10 +181,17 @@ std::string HostOptions::usage() {
            "the\n"
            "frequency of the strongest bin of its 16384-point power spectrum, for streams of 48 kHz.\n"
            "  --list                   list the capture adapters, numbered from 1\n"
+           "  --discover               list the AAF talkers heard on the adapter (without --adapter, on the\n"
+           "                           built-in demo's network), one line each, with what the library "
+           "cannot\n"
+           "                           analyse and why\n"
+           "  --seconds S              how long to listen for talkers (default 2)\n"
            "  --adapter N|NAME         capture on this adapter\n"
-           "  --mac XX:XX:XX:XX:XX:XX  the stream's source address (default 00:a0:c9:11:22:33)\n"
-           "  --channels N             channels in the stream (default 2)\n"
-           "  --samples-per-frame N    samples per channel in one frame (default 6)\n"
+           "  --mac XX:XX:XX:XX:XX:XX  the stream's source address; without it, the first stream heard on "
+           "the\n"
+           "                           adapter that the library can analyse\n"
+           "  --channels N             channels in the stream (default: as heard, or 2)\n"
+           "  --samples-per-frame N    samples per channel in one frame (default: as heard, or 6)\n"
            "  --sample-size N          bytes per sample (default 2)\n"
            "  --buffer-size N          samples kept per channel, at least one spectrum frame of 16384\n"
            "                           (default 48000)\n"

@@ -19,6 +19,10 @@ struct HostOptions {
 
     bool help = false;
     bool list = false;
+    // List the AAF talkers heard on the adapter instead of monitoring one.
+    bool discover = false;
+    // How long discovery listens, in seconds; also before monitoring without --mac.
+    double discoverySeconds = 2.0;
     // Number or name of the adapter; empty for the built-in demo.
     std::string adapter;
     // The stream's source address as the library keys it: 12 hexadecimal characters.
@@ -38,12 +42,28 @@ struct HostOptions {
     // The talker of the built-in demo, when not found beside this program.
     std::string talkerPath;
 
+    // Which of the stream's settings the command line gave; discovery fills in the others.
+    bool macGiven = false;
+    bool channelsGiven = false;
+    bool samplesPerFrameGiven = false;
+    bool meterGiven = false;
+
     // The samples of one level: those of six buffer signals.
     std::uint64_t levelSampleAmount() const { return signalsPerLevel * signalingAmount; }
 
     // Fills `options` from the command line; false with a one-sentence `error` for bad input.
     static bool parse(int argc, char** argv, HostOptions& options, std::string& error);
     static std::string usage();
+
+    // Takes a discovered stream's source address, and its channels and samples per frame where the command
+    // line gave none; the metered channels follow unless --meter chose them. False with a one-sentence
+    // `error` when a chosen channel is not in the stream.
+    bool useStream(const std::string& streamDeviceKey, std::uint64_t streamChannels,
+                   std::uint64_t streamSamplesPerFrame, std::string& error);
+
+private:
+    // Fills in the default metered channels and checks the options against each other.
+    bool complete(std::string& error);
 };
 
 } // namespace host

@@ -13,14 +13,22 @@
 // -3.01 dB (dBZ) near 1000 Hz, channel 1 at -9.03 dB (dBZ) near 440 Hz. Everything it created is removed at
 // the end, also on Ctrl-C. The demo needs root (it creates a namespace).
 //
+// On a real network, --discover lists the AAF talkers heard on an adapter, with what the library cannot
+// analyse and why; without --mac the host monitors the first stream heard that it can analyse, with that
+// stream's channels and samples per frame. Discovery is the one part that calls libpcap itself, since the
+// library's interface cannot list streams; all else goes through the library's public interface.
+//
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --list                  the capture adapters, numbered from 1
-//      sonacore-host --adapter eth1 --mac 00:a0:c9:11:22:33 [--channels 2] [--duration 30] ...
+//      sonacore-host --discover --adapter eth1 [--seconds 2]
+//      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
 //      sonacore-host --help                  every option
+#include "DiscoveryCapture.h"
 #include "HostOptions.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
 #include "SpectrumPeak.h"
+#include "StreamDiscovery.h"
 
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/IChannelAmountChanged.h"
@@ -38,6 +46,8 @@
 #include <cstdint>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -84,6 +94,82 @@ sonacore::INetworkDeviceInfo* findAdapter(sonacore::INetworkDeviceManager& manag
         }
     }
     return nullptr;
+}
+
+// Listens on the options' adapter for AAF talkers. Returns 0, or the program's exit status with the reason on
+// standard error when it cannot: 2 for an unknown adapter, 1 for a capture that fails.
+int listenForStreams(const host::HostOptions& options, std::string& adapterName,
+                     std::vector<host::DiscoveredStream>& streams, std::uint64_t& kernelDrops) {
+    sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
+    // The sandbox's interface appeared after the library listed the adapters at load.
+    manager->scanDevices();
+    const sonacore::INetworkDeviceInfo* adapter = findAdapter(*manager, options.adapter);
+    if (adapter == nullptr) {
+        std::cerr << "There is no capture adapter '" << options.adapter
+                  << "': run 'sonacore-host --list' to see the adapters and their numbers.\n";
+        return 2;
+    }
+    adapterName = adapter->getDeviceName();
+    host::StreamDiscovery discovery;
+    std::string error;
+    if (!host::DiscoveryCapture::listen(
+            adapterName, options.discoverySeconds, [] { return interrupted != 0; }, discovery, kernelDrops,
+            error)) {
+        std::cerr << error << "\n";
+        return 1;
+    }
+    streams = discovery.streams();
+    return 0;
+}
+
+void printStreams(const std::string& adapterName, double seconds,
+                  const std::vector<host::DiscoveredStream>& streams, std::uint64_t kernelDrops) {
+    // Ctrl-C ends the listening early.
+    std::ostringstream time;
+    if (interrupted != 0) {
+        time << "until interrupted";
+    } else {
+        time << "in " << seconds << " s";
+    }
+    if (streams.empty()) {
+        std::cout << "No AAF talker heard on " << adapterName << " " << time.str() << ".\n";
+    } else {
+        std::cout << "AAF talkers heard on " << adapterName << " " << time.str() << ":\n"
+                  << host::StreamDiscovery::formatTable(streams);
+    }
+    if (kernelDrops > 0) {
+        std::cout << "The capture dropped " << kernelDrops << " frames in the kernel: the rates read low.\n";
+    }
+}
+
+// Without --mac on a real network: the first stream heard that the library can analyse, with its channels and
+// samples per frame unless the command line gave them. False when the program is to end, with its exit
+// status in `status`: when no such stream was heard, the listening failed or Ctrl-C ended it.
+bool chooseStream(host::HostOptions& options, int& status) {
+    std::string adapterName;
+    std::vector<host::DiscoveredStream> streams;
+    std::uint64_t kernelDrops = 0;
+    status = listenForStreams(options, adapterName, streams, kernelDrops);
+    if (status != 0 || interrupted != 0) {
+        return false;
+    }
+    const std::optional<host::DiscoveredStream> chosen = host::StreamDiscovery::firstAnalysable(streams);
+    if (!chosen) {
+        printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
+        std::cerr << "No stream the library can analyse was heard on " << adapterName
+                  << ": give the stream's source address with --mac.\n";
+        status = 3;
+        return false;
+    }
+    std::string error;
+    if (!options.useStream(chosen->header.deviceKey, chosen->header.channels,
+                           chosen->samplesPerFrame().value_or(0), error)) {
+        std::cerr << error << "\n";
+        status = 2;
+        return false;
+    }
+    std::cout << "Monitoring " << host::StreamDiscovery::summary(*chosen) << "\n";
+    return true;
 }
 
 int run(const host::HostOptions& options) {
@@ -251,9 +337,29 @@ int main(int argc, char** argv) {
             return 1;
         }
         options.adapter = sandbox->captureInterface();
-        std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
-                  << sandbox->talkerInterface() << ", captured on " << sandbox->captureInterface() << " for "
-                  << options.durationSeconds << " s. Ctrl-C ends it early.\n";
+        if (options.discover) {
+            std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
+                      << sandbox->talkerInterface() << ", heard on " << sandbox->captureInterface() << ".\n";
+        } else {
+            std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
+                      << sandbox->talkerInterface() << ", captured on " << sandbox->captureInterface()
+                      << " for " << options.durationSeconds << " s. Ctrl-C ends it early.\n";
+        }
+    }
+    if (options.discover) {
+        std::string adapterName;
+        std::vector<host::DiscoveredStream> streams;
+        std::uint64_t kernelDrops = 0;
+        if (const int status = listenForStreams(options, adapterName, streams, kernelDrops); status != 0) {
+            return status;
+        }
+        printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
+        return 0;
+    }
+    if (!sandbox && !options.macGiven) {
+        if (int status = 0; !chooseStream(options, status)) {
+            return status;
+        }
     }
     try {
         return run(options);

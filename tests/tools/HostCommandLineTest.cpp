@@ -1,0 +1,84 @@
+// The host program's command line for discovery, where no network is needed: the options, and what it says
+// when it cannot listen.
+#include "support/ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+using testsupport::ChildProcess;
+
+namespace {
+
+ChildProcess::Result runHost(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{SONACORE_HOST_PATH};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return ChildProcess::run(command);
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(HostCommandLine, HelpDescribesDiscoveryAndItsListeningTime) {
+    const auto result = runHost({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(
+        contains(result.output, "\n  --discover               list the AAF talkers heard on the adapter"))
+        << result.output;
+    EXPECT_TRUE(
+        contains(result.output, "\n  --seconds S              how long to listen for talkers (default 2)\n"))
+        << result.output;
+}
+
+class HostSeconds : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(HostSeconds, ListeningTimeOutsideOneToAnHourIsRefused) {
+    const auto result = runHost({"--discover", "--seconds", GetParam()});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_TRUE(contains(result.output, std::string("The value '") + GetParam() +
+                                            "' of --seconds is not valid: run 'sonacore-host --help' for the "
+                                            "ranges.\n"))
+        << result.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, HostSeconds, ::testing::Values("0", "3601", "-1", "1.5", "two"));
+
+TEST(HostCommandLine, DiscoveryOnAnUnknownAdapterSaysSo) {
+    const auto result = runHost({"--discover", "--adapter", "nosuchif0", "--seconds", "1"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_TRUE(contains(result.output,
+                         "There is no capture adapter 'nosuchif0': run 'sonacore-host --list' to "
+                         "see the adapters and their numbers.\n"))
+        << result.output;
+}
+
+TEST(HostCommandLine, MonitoringWithoutMacOnAnUnknownAdapterSaysSo) {
+    const auto result = runHost({"--adapter", "nosuchif0", "--seconds", "1"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_TRUE(contains(result.output,
+                         "There is no capture adapter 'nosuchif0': run 'sonacore-host --list' to "
+                         "see the adapters and their numbers.\n"))
+        << result.output;
+}
+
+TEST(HostCommandLine, DiscoveryWithoutTheRightToCaptureIsExplained) {
+    std::vector<std::string> command;
+    if (::geteuid() == 0) {
+        // As root, the host is run as nobody without capabilities, which is how an ordinary user runs it.
+        command = {SONACORE_SETPRIV_PATH, "--reuid=65534",   "--regid=65534",
+                   "--clear-groups",      "--inh-caps=-all", "--bounding-set=-all"};
+    }
+    command.insert(command.end(), {SONACORE_HOST_PATH, "--discover", "--adapter", "lo", "--seconds", "1"});
+    const auto result = ChildProcess::run(command);
+    EXPECT_EQ(result.exitStatus, 1);
+    EXPECT_TRUE(contains(result.output,
+                         "Cannot capture on 'lo': run as root, or give this program the right to "
+                         "capture (setcap cap_net_raw,cap_net_admin+ep sonacore-host).\n"))
+        << result.output;
+}
+
+} // namespace

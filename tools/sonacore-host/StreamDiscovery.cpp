@@ -1,0 +1,307 @@
+#include "StreamDiscovery.h"
+
+#include "avb/AvtpFrame.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+namespace host {
+namespace {
+
+// The AAF fields the library never reads, and so has no names for: offsets from the first byte of an untagged
+// Ethernet header, as the library's own.
+constexpr std::uint32_t formatOffset = 30;
+constexpr std::uint32_t rateAndChannelsHighOffset = 31;
+constexpr std::uint32_t bitDepthOffset = 33;
+// The stream data length is the last field read here: a frame must hold it whole.
+constexpr std::uint32_t headerLength = avb::avtp::streamDataLengthOffset + 2;
+
+constexpr std::uint16_t avtpEtherType = 0x22f0;
+constexpr std::uint16_t vlanEtherType = 0x8100;
+constexpr std::uint32_t vlanTagLength = 4;
+constexpr std::uint16_t vlanIdMask = 0x0fff;
+
+constexpr std::uint8_t formatUserSpecified = 0;
+constexpr std::uint8_t formatFloat32 = 1;
+constexpr std::uint8_t formatInt32 = 2;
+constexpr std::uint8_t formatInt24 = 3;
+constexpr std::uint8_t formatInt16 = 4;
+constexpr std::uint8_t formatAes3 = 5;
+
+// The rate codes in order from 0; 0 stands for "user specified" and reserved codes lie beyond the table.
+constexpr unsigned ratesHz[] = {0, 8000, 16000, 32000, 44100, 48000, 88200, 96000, 176400, 192000, 24000};
+constexpr std::uint8_t rateCodeCount = sizeof ratesHz / sizeof ratesHz[0];
+
+// The library converts 16-bit samples only, reads 8 bits of the channel count, and assumes this rate.
+constexpr unsigned convertedSampleBytes = 2;
+constexpr unsigned largestReadChannelCount = 255;
+constexpr unsigned assumedRateHz = 48000;
+
+std::string hexText(const std::uint8_t* bytes, std::uint32_t count) {
+    static constexpr char digits[] = "0123456789abcdef";
+    std::string text;
+    text.reserve(2 * count);
+    for (std::uint32_t index = 0; index < count; ++index) {
+        text += digits[bytes[index] >> 4];
+        text += digits[bytes[index] & 0x0f];
+    }
+    return text;
+}
+
+std::uint64_t bigEndian64(const std::uint8_t* bytes) {
+    std::uint64_t value = 0;
+    for (std::uint32_t index = 0; index < 8; ++index) {
+        value = (value << 8) | bytes[index];
+    }
+    return value;
+}
+
+// Why the library cannot analyse the stream, apart from sharing its address: each phrase says what the
+// library does with such frames.
+std::vector<std::string> reasonsFor(const DiscoveredStream& stream) {
+    const AafFrameHeader& header = stream.header;
+    std::vector<std::string> reasons;
+    // The receiver reads the subtype at the place of an untagged frame, where a tagged frame has its tag.
+    if (header.vlanId) {
+        reasons.push_back("VLAN-tagged frames: not received");
+    }
+    if (header.channels == 0) {
+        reasons.push_back("0 channels: audio refused");
+    } else if (header.channels > largestReadChannelCount) {
+        reasons.push_back("more than 255 channels: audio refused");
+    }
+    switch (header.format) {
+    case formatInt16:
+        break;
+    case formatInt24:
+        reasons.push_back("24-bit samples: analysed as silence");
+        break;
+    case formatInt32:
+    case formatAes3:
+        reasons.push_back("32-bit samples: analysed as silence");
+        break;
+    case formatFloat32:
+        reasons.push_back("32-bit float samples: analysed as silence");
+        break;
+    case formatUserSpecified:
+        reasons.push_back("user-specified sample format: not analysed");
+        break;
+    default:
+        reasons.push_back("unknown sample format " + std::to_string(header.format) + ": not analysed");
+        break;
+    }
+    if (stream.sampleBytes() && header.channels > 0) {
+        if (header.streamDataLength == 0) {
+            reasons.push_back("no samples in a frame: no audio");
+        } else if (!stream.samplesPerFrame()) {
+            reasons.push_back("stream data length " + std::to_string(header.streamDataLength) +
+                              " is not whole sample instants: audio refused");
+        }
+    }
+    const std::optional<unsigned> rate = stream.nominalRateHz();
+    if (rate) {
+        if (*rate != assumedRateHz) {
+            reasons.push_back(StreamDiscovery::kilohertz(*rate) + ": analysed as 48 kHz");
+        }
+    } else if (header.rateCode == 0) {
+        reasons.push_back("user-specified rate: analysed as 48 kHz");
+    } else {
+        reasons.push_back("unknown rate code " + std::to_string(header.rateCode) + ": analysed as 48 kHz");
+    }
+    return reasons;
+}
+
+std::string orDash(const std::optional<unsigned>& value) {
+    return value ? std::to_string(*value) : "-";
+}
+
+} // namespace
+
+std::optional<AafFrameHeader> parseAafFrameHeader(const std::uint8_t* frame, std::uint32_t capturedLength) {
+    using namespace avb::avtp;
+    const avb::AvtpFrameReader whole(frame, capturedLength);
+    if (!whole.holds(etherTypeOffset, 2)) {
+        return std::nullopt;
+    }
+    // Behind a tag, every field of an untagged frame lies further up by the tag's length, but the addresses.
+    std::optional<std::uint16_t> vlanId;
+    std::uint32_t shift = 0;
+    if (whole.bigEndian16At(etherTypeOffset) == vlanEtherType) {
+        if (!whole.holds(etherTypeOffset + 2, 2)) {
+            return std::nullopt;
+        }
+        vlanId = static_cast<std::uint16_t>(whole.bigEndian16At(etherTypeOffset + 2) & vlanIdMask);
+        shift = vlanTagLength;
+    }
+    if (!whole.holds(shift, headerLength)) {
+        return std::nullopt;
+    }
+    const avb::AvtpFrameReader untagged(frame + shift, capturedLength - shift);
+    if (untagged.bigEndian16At(etherTypeOffset) != avtpEtherType ||
+        untagged.byteAt(subtypeOffset) != aafSubtype) {
+        return std::nullopt;
+    }
+
+    AafFrameHeader header;
+    header.deviceKey = hexText(whole.bytesAt(sourceMacOffset, macSize), macSize);
+    header.streamId = bigEndian64(untagged.bytesAt(streamIdOffset, streamIdSize));
+    header.vlanId = vlanId;
+    header.format = untagged.byteAt(formatOffset);
+    const std::uint8_t rateAndChannelsHigh = untagged.byteAt(rateAndChannelsHighOffset);
+    header.rateCode = static_cast<std::uint8_t>(rateAndChannelsHigh >> 4);
+    header.channels = static_cast<std::uint16_t>(((rateAndChannelsHigh & 0x03) << 8) |
+                                                 untagged.byteAt(channelsPerFrameOffset));
+    header.bitDepth = untagged.byteAt(bitDepthOffset);
+    header.streamDataLength = untagged.bigEndian16At(streamDataLengthOffset);
+    return header;
+}
+
+std::optional<unsigned> DiscoveredStream::sampleBytes() const {
+    switch (header.format) {
+    case formatFloat32:
+    case formatInt32:
+    case formatAes3:
+        return 4;
+    case formatInt24:
+        return 3;
+    case formatInt16:
+        return convertedSampleBytes;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<unsigned> DiscoveredStream::samplesPerFrame() const {
+    const std::optional<unsigned> bytes = sampleBytes();
+    if (!bytes || header.channels == 0) {
+        return std::nullopt;
+    }
+    const unsigned instantBytes = *bytes * header.channels;
+    if (header.streamDataLength % instantBytes != 0) {
+        return std::nullopt;
+    }
+    return header.streamDataLength / instantBytes;
+}
+
+std::optional<unsigned> DiscoveredStream::nominalRateHz() const {
+    if (header.rateCode == 0 || header.rateCode >= rateCodeCount) {
+        return std::nullopt;
+    }
+    return ratesHz[header.rateCode];
+}
+
+double DiscoveredStream::framesPerSecond() const {
+    const double span = latestArrival - firstArrival;
+    if (frames < 2 || !(span > 0.0)) {
+        return 0.0;
+    }
+    return static_cast<double>(frames - 1) / span;
+}
+
+void StreamDiscovery::addFrame(const std::uint8_t* frame, std::uint32_t capturedLength,
+                               double arrivalSeconds) {
+    const std::optional<AafFrameHeader> header = parseAafFrameHeader(frame, capturedLength);
+    if (!header) {
+        ++ignoredFrames;
+        return;
+    }
+    const auto key = std::make_pair(header->deviceKey, header->streamId);
+    const auto found = index.find(key);
+    if (found == index.end()) {
+        DiscoveredStream stream;
+        stream.header = *header;
+        stream.frames = 1;
+        stream.firstArrival = arrivalSeconds;
+        stream.latestArrival = arrivalSeconds;
+        index.emplace(key, heard.size());
+        heard.push_back(std::move(stream));
+        return;
+    }
+    DiscoveredStream& stream = heard[found->second];
+    ++stream.frames;
+    stream.latestArrival = arrivalSeconds;
+}
+
+std::vector<DiscoveredStream> StreamDiscovery::streams() const {
+    std::map<std::string, unsigned> streamsPerAddress;
+    for (const DiscoveredStream& stream : heard) {
+        ++streamsPerAddress[stream.header.deviceKey];
+    }
+    std::vector<DiscoveredStream> result = heard;
+    for (DiscoveredStream& stream : result) {
+        stream.reasons = reasonsFor(stream);
+        // The library tells streams apart by source address alone: the frames of both reach one device,
+        // whose sequence check then refuses most of them.
+        const unsigned sharing = streamsPerAddress[stream.header.deviceKey];
+        if (sharing > 1) {
+            stream.reasons.push_back("source address shared by " + std::to_string(sharing) +
+                                     " streams: frames dropped as out of sequence");
+        }
+    }
+    return result;
+}
+
+std::optional<DiscoveredStream>
+StreamDiscovery::firstAnalysable(const std::vector<DiscoveredStream>& streams) {
+    for (const DiscoveredStream& stream : streams) {
+        if (stream.isAnalysable()) {
+            return stream;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string StreamDiscovery::formatTable(const std::vector<DiscoveredStream>& streams) {
+    // The analysis goes last, unpadded, since its length has no bound.
+    static constexpr const char* columns = "%-12s  %-16s  %8s  %4s  %7s  %13s  %8s  %4s  ";
+    char line[256];
+    std::snprintf(line, sizeof line, columns, "device", "stream id", "channels", "bits", "rate/Hz",
+                  "samples/frame", "frames/s", "VLAN");
+    std::string table = std::string(line) + "analysis\n";
+    for (const DiscoveredStream& stream : streams) {
+        const AafFrameHeader& header = stream.header;
+        char rate[32] = "-";
+        if (stream.framesPerSecond() > 0.0) {
+            std::snprintf(rate, sizeof rate, "%.1f", stream.framesPerSecond());
+        }
+        const std::string vlan = header.vlanId ? std::to_string(*header.vlanId) : "-";
+        std::snprintf(line, sizeof line, columns, header.deviceKey.c_str(),
+                      streamIdText(header.streamId).c_str(), std::to_string(header.channels).c_str(),
+                      std::to_string(header.bitDepth).c_str(), orDash(stream.nominalRateHz()).c_str(),
+                      orDash(stream.samplesPerFrame()).c_str(), rate, vlan.c_str());
+        std::string analysis = stream.isAnalysable() ? "ok" : "";
+        for (const std::string& reason : stream.reasons) {
+            analysis += (analysis.empty() ? "" : "; ") + reason;
+        }
+        table += line + analysis + "\n";
+    }
+    return table;
+}
+
+std::string StreamDiscovery::kilohertz(unsigned hertz) {
+    std::string text = std::to_string(hertz / 1000);
+    if (hertz % 1000 != 0) {
+        std::string fraction = std::to_string(hertz % 1000);
+        fraction.insert(0, 3 - fraction.size(), '0');
+        while (fraction.back() == '0') {
+            fraction.pop_back();
+        }
+        text += "." + fraction;
+    }
+    return text + " kHz";
+}
+
+std::string StreamDiscovery::streamIdText(std::uint64_t streamId) {
+    char text[17];
+    std::snprintf(text, sizeof text, "%016" PRIx64, streamId);
+    return text;
+}
+
+std::string StreamDiscovery::summary(const DiscoveredStream& stream) {
+    const std::optional<unsigned> rate = stream.nominalRateHz();
+    return stream.header.deviceKey + " (stream " + streamIdText(stream.header.streamId) + ", " +
+           std::to_string(stream.header.channels) + " channels, " +
+           (rate ? kilohertz(*rate) : "rate not stated") + ")";
+}
+
+} // namespace host
