@@ -54,8 +54,7 @@ PcapPacketSniffer::~PcapPacketSniffer() {
     waitForLoops();
     if (configured) {
         sonacore::log::debug("~PcapPacketSniffer", sonacore::log::name(name), "Release PCAP and free memory");
-        pcap_close(pcapHandle);
-        pcapHandle = nullptr;
+        pcapHandle.reset();
     }
 }
 
@@ -71,38 +70,39 @@ void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, in
     deviceInfo = PcapDeviceInfo(info.getDeviceNumber(), info.getDeviceName(), info.getDeviceDescription());
 
     std::string error;
-    pcap_t* handle = openAdapter(snapLength, promiscuous, timeoutMs, error);
+    PcapHandle handle = openAdapter(snapLength, promiscuous, timeoutMs, error);
     std::string text;
-    if (handle != nullptr) {
+    if (handle) {
         // A second configure of an open sniffer replaces its handle, once no loop can use the old one.
-        if (pcapHandle != nullptr) {
+        if (pcapHandle) {
             if (listening.load()) {
                 stop();
             }
             waitForLoops();
-            pcap_close(pcapHandle);
         }
-        pcapHandle = handle;
+        pcapHandle = std::move(handle);
         loopState->dropWatch.restart();
         text = "Successfully configured adapter number " + std::to_string(deviceInfo.getDeviceNumber());
         configured = true;
     } else {
         text = "Unable to open the adapter number " + std::to_string(deviceInfo.getDeviceNumber()) +
                ". Error message: " + error;
-        configured = pcapHandle != nullptr;
+        configured = static_cast<bool>(pcapHandle);
     }
     sonacore::log::debug("configure", sonacore::log::name(name), text);
     emitStatus(text);
 }
 
-pcap_t* PcapPacketSniffer::openAdapter(int snapLength, int promiscuous, int timeoutMs, std::string& error) {
+PcapHandle PcapPacketSniffer::openAdapter(int snapLength, int promiscuous, int timeoutMs,
+                                          std::string& error) {
     const std::string& device = deviceInfo.getDeviceName();
     char errorBuffer[PCAP_ERRBUF_SIZE] = {};
-    pcap_t* handle = pcap_create(device.c_str(), errorBuffer);
-    if (handle == nullptr) {
+    PcapHandle opened(pcap_create(device.c_str(), errorBuffer));
+    if (!opened) {
         error = errorBuffer;
-        return nullptr;
+        return {};
     }
+    pcap_t* handle = opened.get();
     // These only fail on an activated handle.
     pcap_set_snaplen(handle, snapLength);
     pcap_set_promisc(handle, promiscuous);
@@ -111,8 +111,7 @@ pcap_t* PcapPacketSniffer::openAdapter(int snapLength, int promiscuous, int time
     const int status = pcap_activate(handle);
     if (status < 0) {
         error = activationError(device, status, pcap_geterr(handle));
-        pcap_close(handle);
-        return nullptr;
+        return {};
     }
     if (status > 0) {
         // The adapter is open and captures; the warning says what it does differently from what was asked.
@@ -122,7 +121,7 @@ pcap_t* PcapPacketSniffer::openAdapter(int snapLength, int promiscuous, int time
             " opened with a warning: " + (detail.empty() ? std::string(pcap_statustostr(status)) : detail);
         sonacore::log::warning("configure", sonacore::log::name(name), text);
     }
-    return handle;
+    return opened;
 }
 
 bool PcapPacketSniffer::isConfigured() {
@@ -141,17 +140,17 @@ bool PcapPacketSniffer::setFilter(const std::string& expression, int optimize, b
     std::string text = "Filter '" + expression + "'";
     // A failed compile leaves the program empty, which pcap_setfilter then refuses with its own error text.
     bpf_program program{};
-    if (pcap_compile(pcapHandle, &program, expression.c_str(), optimize, netmask) != 0) {
+    if (pcap_compile(pcapHandle.get(), &program, expression.c_str(), optimize, netmask) != 0) {
         text += ": Unable to compile! Check the syntax";
         filterActive = false;
     }
     // Set also after a failed compile, in this order, so that the handle's own error text is reported.
-    if (pcap_setfilter(pcapHandle, &program) == 0) {
+    if (pcap_setfilter(pcapHandle.get(), &program) == 0) {
         filterActive = true;
         text += " enabled";
         filterExpression = expression;
     } else {
-        text += std::string(": cannot be set! Error message: ") + pcap_geterr(pcapHandle);
+        text += std::string(": cannot be set! Error message: ") + pcap_geterr(pcapHandle.get());
         filterActive = false;
     }
     // libpcap keeps its own copy of a program it has set.
@@ -183,7 +182,7 @@ void PcapPacketSniffer::start() {
         std::lock_guard<std::mutex> lock(loopState->mutex);
         ++loopState->pending;
     }
-    eventLoop = new RunPcapEventLoop(name, pcapHandle, loopState, &PcapPacketSniffer::pcapCallback);
+    eventLoop = new RunPcapEventLoop(name, pcapHandle.get(), loopState, &PcapPacketSniffer::pcapCallback);
     eventLoop->setAutoDelete(true);
     // Each listening sniffer holds one pool thread for as long as it listens. The pool grows rather than
     // queue a capture loop behind others, which would leave frames unread and a later close waiting.
@@ -205,7 +204,7 @@ void PcapPacketSniffer::stop() {
         return;
     }
     listening.store(false);
-    pcap_breakloop(pcapHandle);
+    pcap_breakloop(pcapHandle.get());
     sonacore::log::debug("stop", sonacore::log::name(name), "Stop listening");
     emitStatus("Stop listening");
 }

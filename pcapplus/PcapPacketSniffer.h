@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pcapplus/PcapDeviceInfo.h"
+#include "pcapplus/PcapHandle.h"
 #include "pcapplus/PcapPacketReceiverBase.h"
 #include "pcapplus/RunPcapEventLoop.h"
 #include "sonacore/BaseMessage.h"
@@ -90,7 +91,7 @@ signals:
 
 private:
     // pcap_create, the given settings, the kernel ring, pcap_activate. Null with `error` set on failure.
-    pcap_t* openAdapter(int snapLength, int promiscuous, int timeoutMs, std::string& error);
+    PcapHandle openAdapter(int snapLength, int promiscuous, int timeoutMs, std::string& error);
     // On the capture thread: logs the drops at warning level and sends them as a StatusMessage.
     void reportKernelDrops(std::uint64_t dropped, std::uint64_t total);
     void emitStatus(const std::string& text,
@@ -105,7 +106,8 @@ private:
     bool filterActive = false;
     std::string filterExpression = "None";
     std::string receiverName = "None";
-    pcap_t* pcapHandle = nullptr;
+    // The open adapter; closed when replaced by a new configure or when the sniffer goes.
+    PcapHandle pcapHandle;
     // The runnable handed to the pool latest. The pool deletes it; it is never dereferenced here.
     RunPcapEventLoop* eventLoop = nullptr;
     const std::shared_ptr<CaptureLoopState> loopState = std::make_shared<CaptureLoopState>();
