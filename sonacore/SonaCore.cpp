@@ -35,8 +35,7 @@ namespace {
 sonacore::SonaCore core;
 
 // The entries are nulled, not erased: the registries keep their size, and a second call deletes nothing.
-template <typename T>
-void deleteAll(std::vector<T*>& objects) {
+template <typename T> void deleteAll(std::vector<T*>& objects) {
     for (T*& object : objects) {
         if (object != nullptr) {
             delete object;
@@ -78,8 +77,7 @@ SonaCore::SonaCore() : QObject(nullptr) {
 SonaCore::~SonaCore() {
     log::debug("~SonaCore", "Destructor called!");
     for (auto& [uniqueId, source] : meteringDataSources) {
-        delete source;
-        source = nullptr;
+        source.reset();
     }
     log::debug("~SonaCore", "Metering data sources cleared!");
 }
@@ -95,10 +93,12 @@ void SonaCore::registerMetaTypes() {
     qRegisterMetaType<ChannelData>("sonacore::ChannelData");
     qRegisterMetaType<std::shared_ptr<BaseMessage>>("std::shared_ptr<sonacore::BaseMessage>");
     // The name lacks its closing angle bracket; signals are declared against exactly this name.
-    qRegisterMetaType<std::shared_ptr<ChannelAmountChanged>>("std::shared_ptr<sonacore::ChannelAmountChanged");
+    qRegisterMetaType<std::shared_ptr<ChannelAmountChanged>>(
+        "std::shared_ptr<sonacore::ChannelAmountChanged");
 }
 
-ihandles::INetworkReceiverHandle* SonaCore::addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) {
+ihandles::INetworkReceiverHandle*
+SonaCore::addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) {
     auto& configuration = dynamic_cast<StreamConfiguration&>(streamConfiguration);
     streamingEngine.addRemoteStreamReceiver(configuration);
     return &streamingEngine.getNetworkDeviceHandle(configuration.getNetworkDeviceInfo()->getDeviceName());
@@ -106,8 +106,8 @@ ihandles::INetworkReceiverHandle* SonaCore::addRemoteStreamReceiver(IStreamConfi
 
 ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& processConfiguration) {
     // The buffer is looked up first, so that an unknown device or channel throws before anything exists.
-    avb::AvbAudioBuffer* buffer =
-        streamingEngine.getAudioBuffer(processConfiguration.getStreamDevice(), processConfiguration.getAudioChannel());
+    avb::AvbAudioBuffer* buffer = streamingEngine.getAudioBuffer(processConfiguration.getStreamDevice(),
+                                                                 processConfiguration.getAudioChannel());
     auto& configuration = dynamic_cast<ProcessConfiguration&>(processConfiguration);
     engine::processing::ProcessorHandle* handle = processorEngine.addProcessor(configuration, buffer);
     attachMeteringDataSource(configuration, handle);
@@ -125,11 +125,9 @@ void SonaCore::attachMeteringDataSource(const ProcessConfiguration& configuratio
                                         engine::processing::ProcessorHandle* handle) {
     auto source = std::make_unique<MeteringDataSource>(configuration.getName());
     processorEngine.getProcessConnection(handle)->setCallbackMethod(source->getChannelCallback());
-    const auto [entry, inserted] = meteringDataSources.emplace(handle->getUniqueId(), source.get());
+    const auto [entry, inserted] = meteringDataSources.try_emplace(handle->getUniqueId(), std::move(source));
     static_cast<void>(entry);
-    if (inserted) {
-        source.release();
-    } else {
+    if (!inserted) {
         unmappedSources.push_back(std::move(source));
     }
 }
@@ -148,7 +146,7 @@ IMeteringDataSource* SonaCore::getMeteringDataSource(ihandles::IProcessorHandle&
             "getMeteringDataSource",
             "The requested MeteringDataSource is not available for processor handle unique ID: " + uniqueId);
     }
-    return found->second;
+    return found->second.get();
 }
 
 void SonaCore::setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) {

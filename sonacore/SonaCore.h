@@ -24,7 +24,8 @@ public:
     SonaCore();
     ~SonaCore() override;
 
-    ihandles::INetworkReceiverHandle* addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) override;
+    ihandles::INetworkReceiverHandle*
+    addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) override;
     ihandles::IProcessorHandle* addProcessor(IProcessConfiguration& processConfiguration) override;
     void removeProcessor(ihandles::IProcessorHandle& processorHandle) override;
     IMeteringDataSource* getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) override;
@@ -52,7 +53,7 @@ private:
     engine::streaming::StreamingEngine streamingEngine;
     engine::processing::ProcessorEngine processorEngine;
     // Keyed by a processor handle's unique ID; the map owns the sources.
-    std::map<std::string, MeteringDataSource*> meteringDataSources;
+    std::map<std::string, std::unique_ptr<MeteringDataSource>> meteringDataSources;
     std::function<void(std::shared_ptr<imessages::IBaseMessage>)> messageReceiver;
     // A source made for an ID that the map held already. Unique IDs make this impossible in use; the source
     // is kept rather than deleted because its processor's connection refers to it.

@@ -15,8 +15,7 @@ ProcessorEngine::ProcessorEngine() = default;
 
 ProcessorEngine::~ProcessorEngine() {
     for (auto& [uniqueId, socket] : processorSockets) {
-        delete socket;
-        socket = nullptr;
+        socket.reset();
     }
     sonacore::log::debug("~ProcessorEngine", "Processor sockets cleared!");
     sonacore::log::debug("~ProcessorEngine", "Deleted!");
@@ -63,8 +62,9 @@ ProcessorHandle* ProcessorEngine::addBuiltProcessor(
     }
 
     process::Processor* processor = build(name, configuration);
-    auto* socket = new ProcessorSocket(name, uniqueId, processor);
-    processorSockets.emplace(uniqueId, socket);
+    auto* socket =
+        processorSockets.emplace(uniqueId, std::make_unique<ProcessorSocket>(name, uniqueId, processor))
+            .first->second.get();
     sonacore::log::debug("addProcessor", "Successfully added new Processor instance '", name,
                          "' for streaming device '", processConfiguration.getStreamDevice(),
                          "' processing channel: ", processConfiguration.getAudioChannel());
@@ -80,8 +80,8 @@ void ProcessorEngine::removeProcessor(sonacore::ihandles::IProcessorHandle* proc
                                    "') don't " + "exists! Processor cannot be removed");
     }
     // Unbinding first takes the handle's links away, so nothing reaches the socket while it ends.
-    processorHandleManager.deactivateProcessorHandle(found->second);
-    delete found->second;
+    processorHandleManager.deactivateProcessorHandle(found->second.get());
+    found->second.reset();
     processorSockets.erase(found);
 }
 
@@ -104,7 +104,7 @@ void ProcessorEngine::stop() {
 
 ProcessorSocket* ProcessorEngine::findSocket(const std::string& uniqueId) const {
     const auto found = processorSockets.find(uniqueId);
-    return found == processorSockets.end() ? nullptr : found->second;
+    return found == processorSockets.end() ? nullptr : found->second.get();
 }
 
 } // namespace engine::processing

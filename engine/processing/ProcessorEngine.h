@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 
 namespace avb {
@@ -81,7 +82,7 @@ private:
 
     ProcessorFactory processorFactory;
     ProcessorHandleManager processorHandleManager;
-    std::map<std::string, ProcessorSocket*> processorSockets;
+    std::map<std::string, std::unique_ptr<ProcessorSocket>> processorSockets;
 };
 
 } // namespace engine::processing

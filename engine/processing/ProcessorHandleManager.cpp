@@ -11,8 +11,7 @@ ProcessorHandleManager::ProcessorHandleManager() = default;
 
 ProcessorHandleManager::~ProcessorHandleManager() {
     for (auto& [uniqueId, handle] : processorHandles) {
-        delete handle;
-        handle = nullptr;
+        handle.reset();
     }
     sonacore::log::debug("~ProcessorHandleManager", "Processor handles cleared!");
     sonacore::log::debug("~ProcessorHandleManager", "Deleted!");
@@ -27,8 +26,7 @@ ProcessorHandle* ProcessorHandleManager::bindHandle(ProcessorSocket* socket) {
 
 ProcessorHandle* ProcessorHandleManager::addHandle(ProcessorSocket* socket) {
     const std::string uniqueId = socket->getUniqueId();
-    auto* handle = new ProcessorHandle(uniqueId, nullptr);
-    processorHandles[uniqueId] = handle;
+    auto* handle = (processorHandles[uniqueId] = std::make_unique<ProcessorHandle>(uniqueId, nullptr)).get();
     socket->setProcessorHandle(*handle);
     sonacore::log::debug("addHandle", "Created new Processor handle with unique ID '", uniqueId,
                          "' and added to processor socket: ", socket->getName());
@@ -37,7 +35,7 @@ ProcessorHandle* ProcessorHandleManager::addHandle(ProcessorSocket* socket) {
 
 ProcessorHandle* ProcessorHandleManager::enableHandle(ProcessorSocket* socket) {
     const std::string uniqueId = socket->getUniqueId();
-    ProcessorHandle* handle = processorHandles.at(uniqueId);
+    ProcessorHandle* handle = processorHandles.at(uniqueId).get();
     if (handle->isBound()) {
         sonacore::log::raise<exceptions::ResourceNotAvailable>(
             "enableHandle", "Processor handle with unique ID '" + uniqueId + "' is already bound and " +
@@ -72,7 +70,7 @@ void ProcessorHandleManager::stopAllHandles() {
 
 ProcessorHandle* ProcessorHandleManager::findHandle(const std::string& uniqueId) const {
     const auto found = processorHandles.find(uniqueId);
-    return found == processorHandles.end() ? nullptr : found->second;
+    return found == processorHandles.end() ? nullptr : found->second.get();
 }
 
 std::string ProcessorHandleManager::toString() const {

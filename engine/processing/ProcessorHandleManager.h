@@ -3,6 +3,7 @@
 #include "sonacore/StringOverloadBase.h"
 
 #include <map>
+#include <memory>
 #include <string>
 
 namespace engine::processing {
@@ -44,7 +45,7 @@ public:
     std::string toString() const override;
 
 private:
-    std::map<std::string, ProcessorHandle*> processorHandles;
+    std::map<std::string, std::unique_ptr<ProcessorHandle>> processorHandles;
 };
 
 } // namespace engine::processing

@@ -20,8 +20,7 @@ StreamingEngine::StreamingEngine(QObject* parent) : QObject(parent) {
 
 StreamingEngine::~StreamingEngine() {
     for (auto& [name, receiver] : networkReceivers) {
-        delete receiver;
-        receiver = nullptr;
+        receiver.reset();
         sonacore::log::debug("~StreamingEngine", "Network receiver cleared!");
     }
     sonacore::log::debug("~StreamingEngine", "Cleanup completed!");
@@ -41,22 +40,25 @@ void StreamingEngine::addRemoteStreamReceiver(sonacore::StreamConfiguration& con
 
 void StreamingEngine::initiateNetworkReceiver(sonacore::StreamConfiguration& configuration) {
     const auto& adapter = adapterOf(configuration);
-    auto receiver =
-        std::make_unique<NetworkReceiver>(pcapplus::PcapDeviceInfo(adapter), avtpSubtype, std::string(captureFilter));
+    auto receiver = std::make_unique<NetworkReceiver>(pcapplus::PcapDeviceInfo(adapter), avtpSubtype,
+                                                      std::string(captureFilter));
     if (!static_cast<pcapplus::PcapPacketSniffer&>(*receiver).isConfigured()) {
-        const std::string text = "Packet receiver cannot be initialized by configuration '" + configuration.getName() +
-                                 "' for streaming device: " + configuration.getDeviceMacAddress() +
-                                 "! Wrong configuration passed";
+        const std::string text =
+            "Packet receiver cannot be initialized by configuration '" + configuration.getName() +
+            "' for streaming device: " + configuration.getDeviceMacAddress() + "! Wrong configuration passed";
         sonacore::log::warning("initiateNetworkReceiver", text);
-        sonacore::log::warning("initiateNetworkReceiver", "Cannot be registered on: ", adapter.getDeviceDescription(),
-                               "' (", adapter.getDeviceName(), ")");
+        sonacore::log::warning("initiateNetworkReceiver",
+                               "Cannot be registered on: ", adapter.getDeviceDescription(), "' (",
+                               adapter.getDeviceName(), ")");
         throw exceptions::InstanceNotCreateable(text);
     }
-    networkReceivers[adapter.getDeviceName()] = receiver.release();
+    networkReceivers[adapter.getDeviceName()] = std::move(receiver);
     sonacore::log::debug("initiateNetworkReceiver", "Network receiver initialized by configuration '",
-                         configuration.getName(), "'' for streaming device :", configuration.getDeviceMacAddress());
-    sonacore::log::debug("initiateNetworkReceiver", "Registered on network device: ", adapter.getDeviceDescription(),
-                         "' (", adapter.getDeviceName(), ")");
+                         configuration.getName(),
+                         "'' for streaming device :", configuration.getDeviceMacAddress());
+    sonacore::log::debug("initiateNetworkReceiver",
+                         "Registered on network device: ", adapter.getDeviceDescription(), "' (",
+                         adapter.getDeviceName(), ")");
 }
 
 void StreamingEngine::addNetworkStreamToNetworkReceiver(sonacore::StreamConfiguration& configuration) {
@@ -65,23 +67,24 @@ void StreamingEngine::addNetworkStreamToNetworkReceiver(sonacore::StreamConfigur
     if (known != streamRegistry.end()) {
         // The interface that holds the stream already, by its receiver's adapter.
         const auto& holder = networkReceivers.at(known->second)->getDeviceInfo();
-        const std::string text = "Streaming device already exists: " + macAddress + "' already registered to '" +
-                                 holder.getDeviceDescription() + "' (" + holder.getDeviceName() +
-                                 "). No action will be performed!";
+        const std::string text = "Streaming device already exists: " + macAddress +
+                                 "' already registered to '" + holder.getDeviceDescription() + "' (" +
+                                 holder.getDeviceName() + "). No action will be performed!";
         sonacore::log::warning("addNetworkStreamToNetworkReceiver", text);
         throw exceptions::StreamingDeviceAlreadyExists(text, macAddress, holder.getDeviceName());
     }
     const auto& adapter = adapterOf(configuration);
-    NetworkReceiver* receiver = networkReceivers.at(adapter.getDeviceName());
+    NetworkReceiver* receiver = networkReceivers.at(adapter.getDeviceName()).get();
     receiver->addStreamingDevice(macAddress, configuration.getDeviceConfiguration());
     // On every add, not unique: a receiver with two devices delivers each of its messages twice.
     connect(static_cast<avb::AvtpPacketReceiver*>(receiver), &avb::AvtpPacketReceiver::message, this,
             &StreamingEngine::message, Qt::AutoConnection);
     streamRegistry[macAddress] = adapter.getDeviceName();
-    sonacore::log::debug("addNetworkStreamToNetworkReceiver", "Network stream successfully added by configuration '",
-                         configuration.getName(), "'' for streaming device :", macAddress);
-    sonacore::log::debug("addNetworkStreamToNetworkReceiver", "Receiver is: ", adapter.getDeviceDescription(), "' (",
-                         adapter.getDeviceName(), ")");
+    sonacore::log::debug("addNetworkStreamToNetworkReceiver",
+                         "Network stream successfully added by configuration '", configuration.getName(),
+                         "'' for streaming device :", macAddress);
+    sonacore::log::debug("addNetworkStreamToNetworkReceiver", "Receiver is: ", adapter.getDeviceDescription(),
+                         "' (", adapter.getDeviceName(), ")");
 }
 
 avb::AvbAudioBuffer* StreamingEngine::getAudioBuffer(const std::string& macAddress, std::uint64_t channel) {
@@ -98,9 +101,10 @@ NetworkReceiverHandle& StreamingEngine::getNetworkDeviceHandle(const std::string
     const auto found = networkReceivers.find(name);
     if (found == networkReceivers.end()) {
         sonacore::log::raise<exceptions::ResourceNotAvailable>(
-            "getNetworkDeviceHandle", "The requested network receiver handle for network receiver UID '" + name +
-                                          "' is NOT available! No network receiver for the given ID available by "
-                                          "this engine");
+            "getNetworkDeviceHandle",
+            "The requested network receiver handle for network receiver UID '" + name +
+                "' is NOT available! No network receiver for the given ID available by "
+                "this engine");
     }
     return found->second->getReceiverHandle();
 }
@@ -108,7 +112,7 @@ NetworkReceiverHandle& StreamingEngine::getNetworkDeviceHandle(const std::string
 void StreamingEngine::stop() {
     for (auto& [name, receiver] : networkReceivers) {
         if (receiver != nullptr && receiver->isListening()) {
-            static_cast<pcapplus::PcapPacketSniffer*>(receiver)->stop();
+            static_cast<pcapplus::PcapPacketSniffer*>(receiver.get())->stop();
         }
     }
     sonacore::log::debug("stop", "Network receivers stopped!");

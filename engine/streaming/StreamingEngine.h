@@ -50,7 +50,7 @@ signals:
 private:
     const std::string captureFilter = defaultCaptureFilter;
     const std::uint8_t avtpSubtype = defaultAvtpSubtype;
-    std::map<std::string, NetworkReceiver*> networkReceivers;
+    std::map<std::string, std::unique_ptr<NetworkReceiver>> networkReceivers;
     std::map<std::string, std::string> streamRegistry;
 };
 
