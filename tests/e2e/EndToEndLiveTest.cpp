@@ -86,6 +86,10 @@ protected:
             if (receiver != nullptr) {
                 receiver->stop();
             }
+            // The processors outlive this fixture; one on its own timer would go on delivering.
+            for (auto* handle : handles) {
+                handle->stop();
+            }
         }
         testsupport::NetnsFixture::TearDown();
     }
@@ -111,11 +115,14 @@ protected:
         auto* process = sonacore::IProcessConfiguration::createInstance(
             "process " + std::to_string(channel), *waveform, streamKey, static_cast<unsigned char>(channel));
         auto* handle = core->addProcessor(*process);
+        // The callbacks stay bound as long as the core lives, and a delivery already on its way when this
+        // test ends still arrives: they write into storage that they share, never into the fixture.
         core->getMeteringDataSource(*handle)->bindChannelCallback(
-            [this, channel](sonacore::IChannelData& data) {
-                deliveries[channel].x.push_back(data.getVectorData().getX());
-                deliveries[channel].y.push_back(data.getVectorData().getY());
+            [store = deliveryStore, channel](sonacore::IChannelData& data) {
+                (*store)[channel].x.push_back(data.getVectorData().getX());
+                (*store)[channel].y.push_back(data.getVectorData().getY());
             });
+        handles.push_back(handle);
         return handle;
     }
 
@@ -208,7 +215,11 @@ protected:
     sonacore::INetworkDeviceInfo* adapter = nullptr;
     sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
     std::string streamKey;
-    std::map<unsigned, Deliveries> deliveries;
+    std::shared_ptr<std::map<unsigned, Deliveries>> deliveryStore =
+        std::make_shared<std::map<unsigned, Deliveries>>();
+    std::map<unsigned, Deliveries>& deliveries = *deliveryStore;
+    // Every processor this test added, until the core ends.
+    std::vector<sonacore::ihandles::IProcessorHandle*> handles;
     std::vector<std::shared_ptr<sonacore::imessages::IBaseMessage>> messages;
 };
 
@@ -354,5 +365,7 @@ TEST_F(EndToEndLive, DestroyEndsEverythingWithItsLogLines) {
     EXPECT_EQ(capture.textsStartingWith(QtDebugMsg, "destroy "), testsupport::destroyLogLines);
     EXPECT_FALSE(receiver->isRunning());
     EXPECT_FALSE(handle->isActive());
+    // Gone with the core.
     receiver = nullptr;
+    handles.clear();
 }
