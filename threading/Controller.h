@@ -9,8 +9,10 @@ class Worker;
 
 // Owns one QThread and runs one Worker in it. The constructor moves the worker into the thread, starts the
 // thread and opens the worker's progress() there; the destructor ends the worker, quits the thread and waits
-// for it without a deadline. The worker is deleted by its own thread as the thread finishes (deleteLater),
-// never by the Controller.
+// for it without a deadline. The worker is deleted by its own thread as the thread finishes (deleteLater).
+// Only when that deferred delete cannot run, because no application object exists any more (a Controller
+// ended after the host's application, as at program exit), does the destructor delete the worker itself,
+// once the thread has ended. A worker kept with keepWorker() is never deleted by either.
 //
 // Thread affinity: the Controller and its QThread object stay on the thread that built the Controller, and
 // both the destructor and endWorker() must be called there. The worker and whatever its
