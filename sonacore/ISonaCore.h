@@ -13,7 +13,8 @@
 #include <memory>
 
 // The library's one entry object. Call it from the thread that loaded the library, and run a Qt event loop
-// on that thread: results, messages and timer ticks wait in its queue.
+// on that thread: results, messages and timer ticks wait in its queue. Every call below is for that thread
+// only; none of them may run while another is running.
 class SONACORE_EXPORT ISonaCore {
 public:
     // The library's core; the same object on every call, nothing is allocated.
@@ -27,12 +28,36 @@ public:
     virtual ~ISonaCore();
 
     // Starts receiving the configured stream on its adapter (not yet capturing) and returns the adapter's
-    // receiver handle.
+    // receiver handle, the same for every stream on that adapter. The first stream on an adapter opens it.
+    // Throws, after a warning, and adds no stream:
+    // - exceptions::InstanceNotCreateable when the adapter cannot be opened (no receiver is kept, and a later
+    //   call tries again), or when the device configuration has 0 or more than 1023 channels, a sample size
+    //   of 0 or 0 samples per channel (the adapter's receiver, opened by this call or before, stays for later
+    //   streams);
+    // - exceptions::StreamingDeviceAlreadyExists when a stream of the same device key was added before, on any
+    //   adapter;
+    // - std::bad_cast for a configuration not made by this library.
     virtual sonacore::ihandles::INetworkReceiverHandle*
     addRemoteStreamReceiver(sonacore::IStreamConfiguration& streamConfiguration) = 0;
-    // Builds a processor on one channel of an added stream and returns its handle.
+    // Builds a processor on one channel of an added stream, on a thread of its own, inactive, and returns its
+    // handle: a new one, or the earlier handle of the same unique ID bound again after removeProcessor. Start
+    // it through the handle. Throws, after a warning, and creates nothing:
+    // - exceptions::ResourceNotAvailable when no stream of the configuration's device key was added, or its
+    //   channel is not one of the stream's;
+    // - exceptions::ProcessorAlreadyExists when a processor of the same unique ID (type, device, channel) is
+    //   in place, whatever the configuration's name;
+    // - exceptions::InstanceNotCreateable for settings of a processor that needs no stream (the generator:
+    //   use addGeneratorProcessor);
+    // - exceptions::InstanceNotConvertable when the processor settings are of another class than their type
+    //   says;
+    // - std::bad_cast for a configuration not made by this library.
     virtual sonacore::ihandles::IProcessorHandle*
     addProcessor(sonacore::IProcessConfiguration& processConfiguration) = 0;
+    // Ends and deletes the handle's processor; it need not be stopped first. The handle stays valid and
+    // unbound (start and stop do nothing), and its metering data source stays too: adding the same
+    // configuration again binds both anew. Throws exceptions::ResourceNotAvailable, changing nothing, when no
+    // processor of the handle's unique ID is in place (never added, or removed already), and std::bad_cast for
+    // a handle not made by this library.
     virtual void removeProcessor(sonacore::ihandles::IProcessorHandle& processorHandle) = 0;
     // Throws exceptions::ResourceNotAvailable when no processor of the handle's unique ID was ever added.
     virtual sonacore::IMeteringDataSource*
