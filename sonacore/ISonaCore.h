@@ -34,8 +34,8 @@ public:
     //   call tries again), or when the device configuration has 0 or more than 1023 channels, a sample size
     //   of 0 or 0 samples per channel (the adapter's receiver, opened by this call or before, stays for later
     //   streams);
-    // - exceptions::StreamingDeviceAlreadyExists when a stream of the same device key was added before, on any
-    //   adapter;
+    // - exceptions::StreamingDeviceAlreadyExists when a stream of the same device key was added before, on
+    //   any adapter;
     // - std::bad_cast for a configuration not made by this library.
     virtual sonacore::ihandles::INetworkReceiverHandle*
     addRemoteStreamReceiver(sonacore::IStreamConfiguration& streamConfiguration) = 0;
@@ -56,8 +56,8 @@ public:
     // Ends and deletes the handle's processor; it need not be stopped first. The handle stays valid and
     // unbound (start and stop do nothing), and its metering data source stays too: adding the same
     // configuration again binds both anew. Throws exceptions::ResourceNotAvailable, changing nothing, when no
-    // processor of the handle's unique ID is in place (never added, or removed already), and std::bad_cast for
-    // a handle not made by this library.
+    // processor of the handle's unique ID is in place (never added, or removed already), and std::bad_cast
+    // for a handle not made by this library.
     virtual void removeProcessor(sonacore::ihandles::IProcessorHandle& processorHandle) = 0;
     // Throws exceptions::ResourceNotAvailable when no processor of the handle's unique ID was ever added.
     virtual sonacore::IMeteringDataSource*
