@@ -121,6 +121,12 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             options.durationSeconds = static_cast<double>(number);
         } else if (name == "--talker") {
             options.talkerPath = value;
+        } else if (name == "--record") {
+            options.recordPath = value;
+            good = !value.empty();
+        } else if (name == "--snapshot") {
+            options.snapshotPath = value;
+            good = !value.empty();
         } else {
             error = "Unknown option '" + name + "': run 'sonacore-host --help' for the options.";
             return false;
@@ -203,7 +209,16 @@ std::string HostOptions::usage() {
            "                           the buffer's signal\n"
            "  --meter 0,1,...          channels to meter (default: all, up to 8)\n"
            "  --duration S             seconds to run (default 10)\n"
-           "  --talker PATH            the AVTP talker for the built-in demo\n";
+           "  --talker PATH            the AVTP talker for the built-in demo\n"
+           "  --record FILE.csv        append every delivery to FILE, one row each, flushed at once; a new\n"
+           "                           or empty FILE gets the header line utc,seconds,channel,kind, the\n"
+           "                           seven level names (dBA SPL f ... dBFS), peak Hz, bins, bin 0 ...\n"
+           "                           bin 8191. A level row fills the seven levels in dB re full scale, a\n"
+           "                           spectrum row the peak's frequency, the bin count and each bin's\n"
+           "                           linear power (bin k at k x 48000 / 16384 Hz)\n"
+           "  --snapshot FILE.png      at the end of the run, also on Ctrl-C, paint a 1200x700 image of the\n"
+           "                           first metered channel's last spectrum (dB over 20 Hz to 24 kHz on a\n"
+           "                           logarithmic axis) and the last levels of every metered channel\n";
 }
 
 } // namespace host

@@ -41,6 +41,10 @@ struct HostOptions {
     double durationSeconds = 10.0;
     // The talker of the built-in demo, when not found beside this program.
     std::string talkerPath;
+    // The CSV file every delivery is appended to; empty for none.
+    std::string recordPath;
+    // The PNG file the last spectrum and levels are painted into at the end of the run; empty for none.
+    std::string snapshotPath;
 
     // Which of the stream's settings the command line gave; discovery fills in the others.
     bool macGiven = false;

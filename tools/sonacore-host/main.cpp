@@ -18,15 +18,22 @@
 // stream's channels and samples per frame. Discovery is the one part that calls libpcap itself, since the
 // library's interface cannot list streams; all else goes through the library's public interface.
 //
+// --record FILE.csv appends every delivery to a CSV file as it arrives; --snapshot FILE.png paints the first
+// metered channel's last spectrum and every channel's last levels into an image at the end of the run, also
+// after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
+//
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --list                  the capture adapters, numbered from 1
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
+//      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
+#include "DeliveryRecorder.h"
 #include "DiscoveryCapture.h"
 #include "HostOptions.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
+#include "SnapshotPainter.h"
 #include "SpectrumPeak.h"
 #include "StreamDiscovery.h"
 
@@ -173,6 +180,18 @@ bool chooseStream(host::HostOptions& options, int& status) {
 }
 
 int run(const host::HostOptions& options) {
+    std::unique_ptr<host::DeliveryRecorder> recorder;
+    if (!options.recordPath.empty()) {
+        std::string error;
+        recorder = host::DeliveryRecorder::open(
+            options.recordPath, host::HostOptions::spectrumFrameLength / 2, host::HostOptions::sampleRate,
+            host::DeliveryRecorder::Clock::now(), error);
+        if (!recorder) {
+            std::cerr << error << "\n";
+            return 2;
+        }
+    }
+
     ISonaCore* core = ISonaCore::createInstance();
     core->setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
         if (message->getMessageClass() == "StatusMessage") {
@@ -215,6 +234,8 @@ int run(const host::HostOptions& options) {
     }
 
     host::MeterDisplay display(options.meteredChannels);
+    host::SnapshotPainter snapshot(options.meteredChannels, options.meteredChannels.front(),
+                                   host::HostOptions::sampleRate);
     std::vector<sonacore::ihandles::IProcessorHandle*> processors;
     for (const unsigned channel : options.meteredChannels) {
         const auto audioChannel = static_cast<unsigned char>(channel);
@@ -226,7 +247,7 @@ int run(const host::HostOptions& options) {
             core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
                 "level" + suffix, *level, options.deviceKey, audioChannel));
         core->getMeteringDataSource(*levelHandle)
-            ->bindChannelCallback([&display, channel](sonacore::IChannelData& data) {
+            ->bindChannelCallback([&display, &snapshot, &recorder, channel](sonacore::IChannelData& data) {
                 using namespace sonacore::iprocess;
                 const std::vector<double> y = data.getVectorData().getY();
                 if (y.size() < soundLevelValueTypes.size()) {
@@ -234,6 +255,10 @@ int run(const host::HostOptions& options) {
                 }
                 display.updateLevels(channel, y[dbaSplFast.identifier], y[dbcSplFast.identifier],
                                      y[dbzSplFast.identifier]);
+                snapshot.updateLevels(channel, y);
+                if (recorder) {
+                    recorder->recordLevels(channel, y, host::DeliveryRecorder::Clock::now());
+                }
             });
         processors.push_back(levelHandle);
 
@@ -251,9 +276,13 @@ int run(const host::HostOptions& options) {
             core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
                 "spectrum" + suffix, *spectrum, options.deviceKey, audioChannel));
         core->getMeteringDataSource(*spectrumHandle)
-            ->bindChannelCallback([&display, channel](sonacore::IChannelData& data) {
-                display.updateSpectrum(
-                    channel, host::peakFrequency(data.getVectorData().getY(), host::HostOptions::sampleRate));
+            ->bindChannelCallback([&display, &snapshot, &recorder, channel](sonacore::IChannelData& data) {
+                const std::vector<double> power = data.getVectorData().getY();
+                display.updateSpectrum(channel, host::peakFrequency(power, host::HostOptions::sampleRate));
+                snapshot.updateSpectrum(channel, power);
+                if (recorder) {
+                    recorder->recordSpectrum(channel, power, host::DeliveryRecorder::Clock::now());
+                }
             });
         processors.push_back(spectrumHandle);
     }
@@ -286,28 +315,50 @@ int run(const host::HostOptions& options) {
     display.finish();
     ISonaCore::destroy();
     qInstallMessageHandler(silentLog);
+    int status = 0;
+    if (recorder) {
+        if (!recorder->error().empty()) {
+            std::cerr << recorder->error() << "\n";
+            status = 1;
+        }
+        std::cout << "Recorded " << recorder->levelRows() << " level rows and " << recorder->spectrumRows()
+                  << " spectrum rows in " << options.recordPath << ".\n";
+    }
+    if (!options.snapshotPath.empty()) {
+        std::string error;
+        if (snapshot.write(options.snapshotPath, error)) {
+            std::cout << "Snapshot of " << host::SnapshotPainter::imageWidth << "x"
+                      << host::SnapshotPainter::imageHeight << " pixels written to " << options.snapshotPath
+                      << ".\n";
+        } else {
+            std::cerr << error << "\n";
+            status = 1;
+        }
+    }
     if (!display.sawData()) {
         std::cerr << "No audio arrived from " << options.deviceKey << " on " << adapter->getDeviceName()
                   << ": check the stream's source address (--mac) and the adapter.\n";
         return 3;
     }
-    return 0;
+    return status;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     qInstallMessageHandler(libraryLog);
-    QCoreApplication application(argc, argv);
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
-
     host::HostOptions options;
     std::string error;
     if (!host::HostOptions::parse(argc, argv, options, error)) {
         std::cerr << error << "\n";
         return 2;
     }
+    // Only a run that paints a snapshot needs Qt's GUI application; the others stay on Qt Core.
+    const std::unique_ptr<QCoreApplication> application =
+        options.snapshotPath.empty() ? std::make_unique<QCoreApplication>(argc, argv)
+                                     : host::SnapshotPainter::createApplication(argc, argv);
+    std::signal(SIGINT, onSignal);
+    std::signal(SIGTERM, onSignal);
     if (options.help) {
         std::cout << host::HostOptions::usage();
         return 0;

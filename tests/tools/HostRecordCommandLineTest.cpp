@@ -1,0 +1,65 @@
+// The host program's --record and --snapshot options where no network is needed: the usage text, and what
+// it says of a value it cannot use.
+#include "support/ChildProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using testsupport::ChildProcess;
+
+namespace {
+
+ChildProcess::Result runHost(const std::vector<std::string>& arguments) {
+    std::vector<std::string> command{SONACORE_HOST_PATH};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return ChildProcess::run(command);
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(HostRecordCommandLine, HelpDescribesTheRecordsColumns) {
+    const auto result = runHost({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(
+        contains(result.output, "\n  --record FILE.csv        append every delivery to FILE, one row each"))
+        << result.output;
+    EXPECT_TRUE(contains(result.output, "header line utc,seconds,channel,kind, the\n")) << result.output;
+}
+
+TEST(HostRecordCommandLine, HelpStatesTheSnapshotsSize) {
+    const auto result = runHost({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(contains(result.output,
+                         "\n  --snapshot FILE.png      at the end of the run, also on Ctrl-C, paint a "
+                         "1200x700 image"))
+        << result.output;
+}
+
+class HostEmptyPath : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(HostEmptyPath, IsRefused) {
+    const auto result = runHost({GetParam(), ""});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_TRUE(contains(result.output, std::string("The value '' of ") + GetParam() +
+                                            " is not valid: run 'sonacore-host --help' for the ranges.\n"))
+        << result.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, HostEmptyPath, ::testing::Values("--record", "--snapshot"));
+
+TEST(HostRecordCommandLine, RecordFileThatCannotBeOpenedEndsTheRunBeforeCapturing) {
+    const auto result = runHost({"--adapter", "nosuchif0", "--mac", "02:53:43:00:00:01", "--record",
+                                 "/nonexistent-folder-of-sonacore/record.csv"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_TRUE(contains(result.output,
+                         "Cannot open the record file '/nonexistent-folder-of-sonacore/record.csv': "
+                         "No such file or directory.\n"))
+        << result.output;
+    EXPECT_FALSE(contains(result.output, "There is no capture adapter")) << result.output;
+}
+
+} // namespace

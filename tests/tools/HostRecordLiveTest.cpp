@@ -1,0 +1,288 @@
+// The host program's record and snapshot, as a user runs them: `sonacore-host --record FILE.csv --snapshot
+// FILE.png` monitoring our talker in a network namespace, and what the two files then hold.
+#include "support/NetnsFixture.h"
+#include "tools/FrameCapture.h"
+
+#include "SnapshotPainter.h"
+
+#include <QImage>
+#include <QString>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <fstream>
+#include <map>
+#include <ostream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+using host::SnapshotPainter;
+using testsupport::ChildProcess;
+using testsupport::FrameCapture;
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr const char* kTalkerMac = "02:53:43:00:00:01";
+constexpr long double kSampleRate = 48000.0L;
+constexpr long double kFrameLength = 16384.0L;
+constexpr std::size_t kBins = 8192;
+// The sound level processor's fast levels of a steady sine, after the 125 ms time constant has long passed:
+// the talker's 16-bit samples and the filters' settling move them by thousandths of a dB.
+constexpr double kLevelTolerance = 0.05;
+// The tallest bar's column against the sine's position on the axis: one bin is under half a pixel wide near
+// 1 kHz and about one pixel near 440 Hz, so the bar can only sit a pixel or two off.
+constexpr double kColumnTolerance = 2.0;
+// The talker's two sines: channel 0 at full scale, channel 1 at half scale.
+constexpr double kFrequency0 = 1000.0;
+constexpr double kFrequency1 = 440.0;
+
+// The frequency of the bin nearest to a sine, in Hz.
+long double nearestBinHertz(long double hertz) {
+    return std::round(hertz * kFrameLength / kSampleRate) * kSampleRate / kFrameLength;
+}
+
+// A sine of amplitude A, relative to full scale, has the mean square A^2 / 2.
+double sineLevel(long double amplitude) {
+    return static_cast<double>(10.0L * std::log10(amplitude * amplitude / 2.0L));
+}
+
+// 20 Hz at the plot's left edge, 24 kHz at its right, equal distances for equal ratios.
+long double referenceX(long double hertz) {
+    const long double width = SnapshotPainter::plotRight - SnapshotPainter::plotLeft;
+    return SnapshotPainter::plotLeft + width * std::log10(hertz / 20.0L) / std::log10(24000.0L / 20.0L);
+}
+
+std::vector<std::string> fieldsOf(const std::string& line) {
+    std::vector<std::string> fields;
+    std::size_t begin = 0;
+    for (;;) {
+        const std::size_t comma = line.find(',', begin);
+        fields.push_back(line.substr(begin, comma - begin));
+        if (comma == std::string::npos) {
+            return fields;
+        }
+        begin = comma + 1;
+    }
+}
+
+std::vector<std::string> linesOf(const std::string& path) {
+    std::ifstream file(path);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+// The rows of one kind in a record, each as its fields.
+std::vector<std::vector<std::string>> rowsOfKind(const std::vector<std::string>& lines,
+                                                 const std::string& kind) {
+    std::vector<std::vector<std::string>> rows;
+    for (std::size_t index = 1; index < lines.size(); ++index) {
+        std::vector<std::string> fields = fieldsOf(lines[index]);
+        if (fields.size() > 3 && fields[3] == kind) {
+            rows.push_back(std::move(fields));
+        }
+    }
+    return rows;
+}
+
+// What the run says it recorded: "Recorded N level rows and M spectrum rows in FILE."
+struct Reported {
+    bool found = false;
+    std::size_t levelRows = 0;
+    std::size_t spectrumRows = 0;
+};
+
+Reported reportedRows(const std::string& output, const std::string& path) {
+    const std::regex pattern("Recorded ([0-9]+) level rows and ([0-9]+) spectrum rows in ([^\n]*)\\.\n");
+    std::smatch match;
+    Reported reported;
+    if (std::regex_search(output, match, pattern) && match[3] == path) {
+        reported.found = true;
+        reported.levelRows = std::stoul(match[1]);
+        reported.spectrumRows = std::stoul(match[2]);
+    }
+    return reported;
+}
+
+// The column of the spectrum's tallest bar: the middle of the columns whose bar reaches highest. -1 when the
+// plot holds no bar.
+double tallestBarColumn(const QImage& image) {
+    int highest = SnapshotPainter::plotBottom;
+    int firstColumn = -1;
+    int lastColumn = -1;
+    for (int x = SnapshotPainter::plotLeft; x < SnapshotPainter::plotRight; ++x) {
+        for (int y = SnapshotPainter::plotTop; y < SnapshotPainter::plotBottom; ++y) {
+            if ((image.pixel(x, y) & 0xffffffu) != (SnapshotPainter::barColour & 0xffffffu)) {
+                continue;
+            }
+            if (y < highest) {
+                highest = y;
+                firstColumn = x;
+                lastColumn = x;
+            } else if (y == highest) {
+                lastColumn = x;
+            }
+            break;
+        }
+    }
+    return firstColumn < 0 ? -1.0 : (firstColumn + lastColumn) / 2.0;
+}
+
+class HostRecordLiveTest : public testsupport::NetnsFixture {
+protected:
+    void SetUp() override {
+        NetnsFixture::SetUp();
+        if (IsSkipped() || HasFatalFailure()) {
+            return;
+        }
+        ASSERT_TRUE(m_folder.isValid());
+        std::string error;
+        const auto capture =
+            FrameCapture::open(captureInterface(), error, std::string("ether src ") + kTalkerMac);
+        ASSERT_TRUE(capture) << error;
+        ChildProcess& talker = startTalker({"--source-mac", kTalkerMac, "--channel-signal", "0=sine:1000:1",
+                                            "--channel-signal", "1=sine:440:0.5"});
+        ASSERT_GE(capture->waitForCount(100, 20s), 100u) << talker.output();
+    }
+
+    std::string recordPath() const { return m_folder.filePath("record.csv").toStdString(); }
+    std::string snapshotPath() const { return m_folder.filePath("snapshot.png").toStdString(); }
+
+    // Monitors the talker's two channels for two seconds, recording and painting.
+    ChildProcess::Result monitor(const std::string& meter = "0,1") const {
+        return ChildProcess::run({SONACORE_HOST_PATH, "--adapter", captureInterface(), "--mac", kTalkerMac,
+                                  "--meter", meter, "--duration", "2", "--record", recordPath(), "--snapshot",
+                                  snapshotPath()},
+                                 60s);
+    }
+
+private:
+    QTemporaryDir m_folder;
+};
+
+TEST_F(HostRecordLiveTest, SnapshotIsAPngOfTheStatedSize) {
+    const ChildProcess::Result result = monitor();
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    EXPECT_NE(result.output.find("Snapshot of 1200x700 pixels written to " + snapshotPath() + ".\n"),
+              std::string::npos)
+        << result.output;
+    const QImage image(QString::fromStdString(snapshotPath()), "PNG");
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.width(), 1200);
+    EXPECT_EQ(image.height(), 700);
+}
+
+struct SpectrumCase {
+    std::string name;
+    std::string meter;
+    double hertz;
+};
+
+void PrintTo(const SpectrumCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class HostSnapshotSpectrumLiveTest : public HostRecordLiveTest,
+                                     public ::testing::WithParamInterface<SpectrumCase> {};
+
+TEST_P(HostSnapshotSpectrumLiveTest, TallestBarLiesAtTheTalkersFrequencyOnTheAxis) {
+    const ChildProcess::Result result = monitor(GetParam().meter);
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    const QImage image(QString::fromStdString(snapshotPath()), "PNG");
+    ASSERT_FALSE(image.isNull());
+    const double column = tallestBarColumn(image);
+    ASSERT_GE(column, 0.0) << "no spectrum bar in the snapshot";
+    EXPECT_NEAR(column, static_cast<double>(referenceX(nearestBinHertz(GetParam().hertz))), kColumnTolerance);
+}
+
+// The spectrum shown is that of the first metered channel.
+INSTANTIATE_TEST_SUITE_P(Channels, HostSnapshotSpectrumLiveTest,
+                         ::testing::Values(SpectrumCase{"Channel0At1000Hz", "0,1", kFrequency0},
+                                           SpectrumCase{"Channel1At440Hz", "1,0", kFrequency1}),
+                         [](const ::testing::TestParamInfo<SpectrumCase>& info) { return info.param.name; });
+
+TEST_F(HostRecordLiveTest, RecordHoldsTheHeaderAndEveryRowTheRunReports) {
+    const ChildProcess::Result result = monitor();
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    const Reported reported = reportedRows(result.output, recordPath());
+    ASSERT_TRUE(reported.found) << result.output;
+    const std::vector<std::string> lines = linesOf(recordPath());
+    ASSERT_FALSE(lines.empty());
+    EXPECT_EQ(
+        lines[0].rfind("utc,seconds,channel,kind,dBA SPL f,dBA SPL s,dBC SPL f,dBC SPL s,dBZ SPL f,dBZ SPL "
+                       "s,dBFS,peak Hz,bins,bin 0,bin 1,",
+                       0),
+        0u);
+    EXPECT_EQ(fieldsOf(lines[0]).size(), 13 + kBins);
+    const auto levels = rowsOfKind(lines, "level");
+    const auto spectra = rowsOfKind(lines, "spectrum");
+    EXPECT_GT(reported.levelRows, 0u);
+    EXPECT_GT(reported.spectrumRows, 0u);
+    EXPECT_EQ(levels.size(), reported.levelRows);
+    EXPECT_EQ(spectra.size(), reported.spectrumRows);
+    EXPECT_EQ(lines.size(), 1 + reported.levelRows + reported.spectrumRows);
+}
+
+TEST_F(HostRecordLiveTest, RecordedFastLevelsMatchTheTalkersSines) {
+    const ChildProcess::Result result = monitor();
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    // The last level row of each channel, long after the fast time weighting has settled.
+    std::map<std::string, std::vector<std::string>> last;
+    for (const auto& row : rowsOfKind(linesOf(recordPath()), "level")) {
+        ASSERT_EQ(row.size(), 11u);
+        last[row[2]] = row;
+    }
+    ASSERT_EQ(last.count("0"), 1u) << result.output;
+    ASSERT_EQ(last.count("1"), 1u) << result.output;
+    // Columns: 8 dBZ SPL f, 10 dBFS.
+    EXPECT_NEAR(std::stod(last["0"][8]), sineLevel(1.0L), kLevelTolerance);
+    EXPECT_NEAR(std::stod(last["0"][10]), sineLevel(1.0L), kLevelTolerance);
+    EXPECT_NEAR(std::stod(last["1"][8]), sineLevel(0.5L), kLevelTolerance);
+    EXPECT_NEAR(std::stod(last["1"][10]), sineLevel(0.5L), kLevelTolerance);
+}
+
+TEST_F(HostRecordLiveTest, RecordedSpectraNameTheBinNearestTheSineAndHoldEveryBin) {
+    const ChildProcess::Result result = monitor();
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    const std::map<std::string, double> sines{{"0", kFrequency0}, {"1", kFrequency1}};
+    const auto spectra = rowsOfKind(linesOf(recordPath()), "spectrum");
+    ASSERT_FALSE(spectra.empty());
+    for (const auto& row : spectra) {
+        ASSERT_EQ(row.size(), 13 + kBins);
+        for (std::size_t column = 4; column < 11; ++column) {
+            EXPECT_EQ(row[column], "");
+        }
+        EXPECT_NEAR(std::stod(row[11]), static_cast<double>(nearestBinHertz(sines.at(row[2]))), 0.0005)
+            << "channel " << row[2];
+        EXPECT_EQ(row[12], "8192");
+    }
+}
+
+TEST_F(HostRecordLiveTest, SecondRunAppendsToTheRecordWithoutASecondHeader) {
+    const ChildProcess::Result first = monitor();
+    ASSERT_EQ(first.exitStatus, 0) << first.output;
+    const ChildProcess::Result second = monitor();
+    ASSERT_EQ(second.exitStatus, 0) << second.output;
+    const Reported one = reportedRows(first.output, recordPath());
+    const Reported two = reportedRows(second.output, recordPath());
+    ASSERT_TRUE(one.found && two.found);
+    const std::vector<std::string> lines = linesOf(recordPath());
+    std::size_t headers = 0;
+    for (const std::string& line : lines) {
+        headers += line.rfind("utc,", 0) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(headers, 1u);
+    EXPECT_EQ(lines.size(), 1 + one.levelRows + one.spectrumRows + two.levelRows + two.spectrumRows);
+}
+
+} // namespace
