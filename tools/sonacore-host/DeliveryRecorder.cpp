@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <utility>
+
 #include <sys/stat.h>
 
 namespace host {

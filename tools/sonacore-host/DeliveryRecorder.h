@@ -33,8 +33,9 @@ class DeliveryRecorder {
 public:
     using Clock = std::chrono::system_clock;
 
-    // Opens `path` for appending, with the header for spectra of `bins` bins when the file is new or empty;
-    // `start` is the moment the seconds column counts from. Null with a one-sentence `error` when the file
+    // Opens `path` for appending, with the header for spectra of `bins` bins when the file is new or empty.
+    // `sampleRate` in Hz maps a spectrum's strongest bin to its frequency; `start` is the moment the seconds
+    // column counts from. Null with a one-sentence `error` when the file
     // cannot be opened or the header not written.
     static std::unique_ptr<DeliveryRecorder> open(const std::string& path, std::size_t bins,
                                                   double sampleRate, Clock::time_point start,

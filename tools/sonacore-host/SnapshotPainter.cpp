@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <utility>
 
 namespace host {
 namespace {
@@ -113,10 +114,12 @@ void SnapshotPainter::paintSpectrum(QPainter& painter) const {
     const QRect plot(QPoint(plotLeft, plotTop), QPoint(plotRight - 1, plotBottom - 1));
     painter.setPen(ink);
     const std::size_t frameLength = 2 * m_power.size();
-    painter.drawText(QRect(plotLeft, 8, plotRight - plotLeft, 24), Qt::AlignLeft | Qt::AlignVCenter,
-                     QStringLiteral("Spectrum of channel %1: 10 log10 of the power of a %2-point FFT")
-                         .arg(m_spectrumChannel)
-                         .arg(frameLength));
+    const QString title =
+        m_power.empty() ? QStringLiteral("Spectrum of channel %1").arg(m_spectrumChannel)
+                        : QStringLiteral("Spectrum of channel %1: 10 log10 of the power of a %2-point FFT")
+                              .arg(m_spectrumChannel)
+                              .arg(frameLength);
+    painter.drawText(QRect(plotLeft, 8, plotRight - plotLeft, 24), Qt::AlignLeft | Qt::AlignVCenter, title);
 
     for (const FrequencyTick& tick : frequencyTicks) {
         const int x = static_cast<int>(std::floor(frequencyToX(tick.hertz)));

@@ -1,14 +1,14 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QImage>
 #include <QRgb>
 
-#include <QCoreApplication>
-
-#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
+
+class QPainter;
 
 namespace host {
 
@@ -69,8 +69,8 @@ public:
     static std::unique_ptr<QCoreApplication> createApplication(int& argc, char** argv);
 
 private:
-    void paintSpectrum(class QPainter& painter) const;
-    void paintMeters(class QPainter& painter) const;
+    void paintSpectrum(QPainter& painter) const;
+    void paintMeters(QPainter& painter) const;
 
     std::vector<unsigned> m_meteredChannels;
     unsigned m_spectrumChannel;
