@@ -22,7 +22,7 @@ namespace host {
 // - below, one horizontal meter per metered channel: a bar up to the Z-weighted fast level over -100 to
 //   0 dB re full scale, with the A-, C- and Z-weighted fast and slow levels and dBFS written beside it.
 //
-// Painting needs Qt's GUI application object for its fonts: createApplication makes one, on the offscreen
+// Painting needs Qt's GUI application object for its fonts: createApplication makes one, on the minimal
 // platform unless QT_QPA_PLATFORM names another, so that no display is needed.
 //
 // Thread affinity: one thread, the host's, on which the deliveries arrive and the image is painted.
@@ -64,7 +64,7 @@ public:
     // Paints and saves to `path` as PNG. False with a one-sentence `error` when the file cannot be written.
     bool write(const std::string& path, std::string& error) const;
 
-    // The application object of a host that paints: a QGuiApplication, on the offscreen platform unless the
+    // The application object of a host that paints: a QGuiApplication, on the minimal platform unless the
     // environment chose one. `argc` must outlive it.
     static std::unique_ptr<QCoreApplication> createApplication(int& argc, char** argv);
 
