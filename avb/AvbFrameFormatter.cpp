@@ -65,8 +65,8 @@ std::string AvbFrameFormatter::bytesToIntTuple(const std::uint8_t* bytes, std::i
                      [](std::string& text, std::uint8_t byte) { text += std::to_string(byte); });
 }
 
-std::string AvbFrameFormatter::formatBytes(const std::uint8_t* bytes, std::int32_t count, bool hex, bool hexTuple,
-                                           bool intTuple) {
+std::string AvbFrameFormatter::formatBytes(const std::uint8_t* bytes, std::int32_t count, bool hex,
+                                           bool hexTuple, bool intTuple) {
     std::string text;
     if (hex) {
         text += bytesToHex(bytes, count);

@@ -10,7 +10,8 @@ AvbToFloatSampleConverter::AvbToFloatSampleConverter() : sampleByteSize(2), samp
 
 float AvbToFloatSampleConverter::convertFromBigEndian(const std::uint8_t* bytes, std::size_t count) const {
     if (count != sampleByteSize) {
-        sonacore::log::warning("convertFromBigEndian", "Cannot convert array data to float. Wrong array size: ",
+        sonacore::log::warning("convertFromBigEndian",
+                               "Cannot convert array data to float. Wrong array size: ",
                                static_cast<std::uint64_t>(count), " (required: ", sampleByteSize);
         return 0.0f;
     }

@@ -8,8 +8,8 @@
 
 namespace avb {
 
-AvtpPacketBoundaryChecker::AvtpPacketBoundaryChecker(std::string deviceName, std::int32_t configuredChannelAmount,
-                                                     QObject* parent)
+AvtpPacketBoundaryChecker::AvtpPacketBoundaryChecker(std::string deviceName,
+                                                     std::int32_t configuredChannelAmount, QObject* parent)
     : QObject(parent), deviceName(std::move(deviceName)), configuredChannelAmount(configuredChannelAmount) {
     sonacore::log::debug("AvtpPacketBoundaryChecker", sonacore::log::name(this->deviceName), "Initialized");
 }
@@ -24,15 +24,16 @@ void AvtpPacketBoundaryChecker::setAmountOfDeliveredAvtpPacketChannels(std::int3
     }
     previousChannelAmount = channelAmount;
     channelAmount = amount;
-    // The amounts travel as unsigned numbers: -1, a frame too short to hold the amount, arrives as 0xffffffff.
+    // The amounts travel as unsigned numbers: -1, a frame too short to hold the amount, arrives as
+    // 0xffffffff.
     emit message(std::make_shared<sonacore::ChannelAmountChanged>(
         deviceName, sonacore::constants::messageTypeInformation, "AvtpPacketBoundaryChecker",
-        static_cast<std::uint32_t>(configuredChannelAmount), static_cast<std::uint32_t>(previousChannelAmount),
-        static_cast<std::uint32_t>(channelAmount)));
+        static_cast<std::uint32_t>(configuredChannelAmount),
+        static_cast<std::uint32_t>(previousChannelAmount), static_cast<std::uint32_t>(channelAmount)));
     sonacore::log::debug("setAmountOfDeliveredAvtpPacketChannels", sonacore::log::name(deviceName),
                          "The amount of the currently transferred AVTP packet channels",
-                         "have been  changed. New channel number: ", channelAmount, ", before: ",
-                         previousChannelAmount);
+                         "have been  changed. New channel number: ", channelAmount,
+                         ", before: ", previousChannelAmount);
 }
 
 void AvtpPacketBoundaryChecker::setStreamDataLength(std::int32_t length) {
@@ -45,7 +46,8 @@ std::int32_t AvtpPacketBoundaryChecker::checkChannelAmount(std::int32_t maximum)
     }
     sonacore::log::warning("checkChannelAmount", sonacore::log::name(deviceName),
                            "The amount of AVTP packet channels is invalid or exceeded: ",
-                           "Maximum allowed channel amount: ", maximum, ", AVTP packet amount: ", channelAmount);
+                           "Maximum allowed channel amount: ", maximum,
+                           ", AVTP packet amount: ", channelAmount);
     return 0;
 }
 

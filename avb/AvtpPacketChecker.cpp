@@ -88,8 +88,8 @@ bool AvtpPacketChecker::isSequenceNrInOrder() {
     const bool inOrder = received != 0 ? received == expected : lastSequenceNumber == 255;
     if (!inOrder) {
         sonacore::log::debug("isSequenceNrInOrder", sonacore::log::name(sourceMacAddress),
-                             "Sequence Order number out of range! ", " Expected: ", expected, " Received: ",
-                             received);
+                             "Sequence Order number out of range! ", " Expected: ", expected,
+                             " Received: ", received);
     }
     // The check resynchronises on every frame: after a gap of any size one frame is reported.
     lastSequenceNumber = received;
@@ -117,7 +117,8 @@ bool AvtpPacketChecker::refreshStreamDataLength() {
         setStreamDataLength(-1);
         return false;
     }
-    setStreamDataLength(AvtpFrameReader(packetData, packetLength).bigEndian16At(avtp::streamDataLengthOffset));
+    setStreamDataLength(
+        AvtpFrameReader(packetData, packetLength).bigEndian16At(avtp::streamDataLengthOffset));
     return true;
 }
 

@@ -17,7 +17,8 @@ class AvtpPacketChecker : public AvtpPacketBoundaryChecker {
     Q_OBJECT
 
 public:
-    AvtpPacketChecker(std::string deviceName, std::int32_t configuredChannelAmount, QObject* parent = nullptr);
+    AvtpPacketChecker(std::string deviceName, std::int32_t configuredChannelAmount,
+                      QObject* parent = nullptr);
     ~AvtpPacketChecker() override;
 
     // A key of exactly 12 characters becomes the address compared with frame bytes 6 to 11. Any other length

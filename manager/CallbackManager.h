@@ -21,8 +21,7 @@ namespace manager {
 // Thread affinity: none of its own and no lock. Binding and calling must happen on one thread; the library
 // binds and delivers on the host's thread. The functions from getCallback() refer to this manager and must
 // not be called after it ends.
-template <typename T>
-class CallbackManager : public StringOverloadBase {
+template <typename T> class CallbackManager : public StringOverloadBase {
 public:
     using Callback = std::function<void(T&)>;
 

@@ -8,7 +8,8 @@ INetworkDeviceInfo::~INetworkDeviceInfo() = default;
 
 namespace pcapplus {
 
-PcapDeviceInfo::PcapDeviceInfo(std::int32_t deviceNumber, std::string deviceName, std::string deviceDescription)
+PcapDeviceInfo::PcapDeviceInfo(std::int32_t deviceNumber, std::string deviceName,
+                               std::string deviceDescription)
     : deviceNumber(deviceNumber), deviceName(std::move(deviceName)),
       deviceDescription(std::move(deviceDescription)) {}
 
@@ -18,8 +19,9 @@ PcapDeviceInfo::PcapDeviceInfo(const sonacore::INetworkDeviceInfo& other)
 PcapDeviceInfo::~PcapDeviceInfo() = default;
 
 std::string PcapDeviceInfo::toString() const {
-    return "System device number: " + std::to_string(deviceNumber) + "\n" + "\tSystem device name: " + deviceName +
-           "\n" + "\tSystem device description: " + deviceDescription + "\n";
+    return "System device number: " + std::to_string(deviceNumber) + "\n" +
+           "\tSystem device name: " + deviceName + "\n" +
+           "\tSystem device description: " + deviceDescription + "\n";
 }
 
 int PcapDeviceInfo::getDeviceNumber() const {

@@ -10,7 +10,8 @@
 namespace pcapplus {
 
 // The signature through which every captured frame of the process travels.
-using PacketCallback = std::function<void(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame)>;
+using PacketCallback =
+    std::function<void(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame)>;
 
 // What a class implements to be handed captured frames by a PcapPacketSniffer.
 class PcapPacketReceiverBase : public StringOverloadBase {
@@ -20,7 +21,8 @@ public:
 
     // Called on the capture thread for every frame, inside the capture callback. The frame is valid only
     // until it returns; header->caplen bytes of it were captured. Must not throw.
-    virtual void receivePacket(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) = 0;
+    virtual void receivePacket(unsigned char* user, const pcap_pkthdr* header,
+                               const unsigned char* frame) = 0;
     virtual std::string getReceiverName() const = 0;
     // Told once, by bindReceiver, the number of the adapter it is bound to.
     virtual void bindToDevice(int deviceNumber) = 0;

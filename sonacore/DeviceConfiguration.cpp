@@ -11,7 +11,8 @@ IDeviceConfiguration::~IDeviceConfiguration() = default;
 
 IDeviceConfiguration* IDeviceConfiguration::createInstance(std::string name,
                                                            IBufferConfiguration& bufferConfiguration,
-                                                           unsigned long sampleSize, unsigned long channelAmount,
+                                                           unsigned long sampleSize,
+                                                           unsigned long channelAmount,
                                                            unsigned long samplesPerChannel) {
     // Converted before allocating, so that a foreign object leaves the registry unchanged.
     auto& buffer = dynamic_cast<BufferConfiguration&>(bufferConfiguration);

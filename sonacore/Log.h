@@ -38,8 +38,7 @@ inline void write(QDebug& stream, const std::string& text) {
 inline void write(QDebug& stream, const Name& objectName) {
     stream << objectName.text;
 }
-template <typename T>
-std::enable_if_t<std::is_arithmetic_v<T>> write(QDebug& stream, T value) {
+template <typename T> std::enable_if_t<std::is_arithmetic_v<T>> write(QDebug& stream, T value) {
     // Bytes are numbers here, never characters.
     if constexpr (std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::int8_t> ||
                   std::is_same_v<T, char>) {
@@ -57,15 +56,13 @@ constexpr const char* category = "default";
 
 } // namespace detail
 
-template <typename... Pieces>
-void debug(const char* method, const Pieces&... pieces) {
+template <typename... Pieces> void debug(const char* method, const Pieces&... pieces) {
     QDebug stream = QMessageLogger(nullptr, 0, nullptr, detail::category).debug();
     stream << method;
     (detail::write(stream, pieces), ...);
 }
 
-template <typename... Pieces>
-void warning(const char* method, const Pieces&... pieces) {
+template <typename... Pieces> void warning(const char* method, const Pieces&... pieces) {
     QDebug stream = QMessageLogger(nullptr, 0, nullptr, detail::category).warning();
     stream << method;
     (detail::write(stream, pieces), ...);

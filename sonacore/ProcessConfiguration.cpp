@@ -9,9 +9,10 @@ namespace sonacore {
 
 IProcessConfiguration::~IProcessConfiguration() = default;
 
-IProcessConfiguration* IProcessConfiguration::createInstance(std::string name,
-                                                             iprocess::IProcessorConfigBase& processorConfiguration,
-                                                             std::string streamDevice, unsigned char audioChannel) {
+IProcessConfiguration*
+IProcessConfiguration::createInstance(std::string name,
+                                      iprocess::IProcessorConfigBase& processorConfiguration,
+                                      std::string streamDevice, unsigned char audioChannel) {
     // Converted before allocating, so that a foreign object leaves the registry unchanged.
     auto& processor = dynamic_cast<process::ProcessorConfigBase&>(processorConfiguration);
     auto* configuration =
@@ -20,7 +21,8 @@ IProcessConfiguration* IProcessConfiguration::createInstance(std::string name,
     return configuration;
 }
 
-ProcessConfiguration::ProcessConfiguration(std::string name, process::ProcessorConfigBase* processorConfiguration,
+ProcessConfiguration::ProcessConfiguration(std::string name,
+                                           process::ProcessorConfigBase* processorConfiguration,
                                            std::string streamDevice, std::uint8_t audioChannel)
     : ConfigurationData(std::move(name)), processorConfiguration(processorConfiguration),
       streamDevice(std::move(streamDevice)), audioChannel(audioChannel) {
@@ -46,9 +48,10 @@ std::uint8_t ProcessConfiguration::getAudioChannel() const {
 }
 
 std::string ProcessConfiguration::toString() const {
-    return DataObjectBase::toString() + "ProcessConfiguration: " + "\n\tReceives stream from device: " +
-           streamDevice + "\n\tCalculates sample data from audio channel: " + std::to_string(audioChannel) +
-           "\n" + processorConfiguration->toString();
+    return DataObjectBase::toString() +
+           "ProcessConfiguration: " + "\n\tReceives stream from device: " + streamDevice +
+           "\n\tCalculates sample data from audio channel: " + std::to_string(audioChannel) + "\n" +
+           processorConfiguration->toString();
 }
 
 } // namespace sonacore

@@ -14,7 +14,8 @@ IStreamConfiguration* IStreamConfiguration::createInstance(std::string name, std
     // unchanged.
     auto& adapter = dynamic_cast<pcapplus::PcapDeviceInfo&>(networkDeviceInfo);
     auto& device = dynamic_cast<DeviceConfiguration&>(deviceConfiguration);
-    auto* configuration = new StreamConfiguration(std::move(name), std::move(deviceMacAddress), adapter, &device);
+    auto* configuration =
+        new StreamConfiguration(std::move(name), std::move(deviceMacAddress), adapter, &device);
     registry::streamConfigurations.push_back(configuration);
     return configuration;
 }

@@ -15,7 +15,8 @@ class StreamConfiguration : public ConfigurationData, public IStreamConfiguratio
 
 public:
     StreamConfiguration(std::string name, std::string deviceMacAddress,
-                        const pcapplus::PcapDeviceInfo& networkDeviceInfo, DeviceConfiguration* deviceConfiguration);
+                        const pcapplus::PcapDeviceInfo& networkDeviceInfo,
+                        DeviceConfiguration* deviceConfiguration);
     ~StreamConfiguration() override;
 
     std::string getDeviceMacAddress() const override;

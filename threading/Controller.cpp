@@ -22,7 +22,8 @@ Controller::Controller(Worker* worker)
     // The thread emits finished on itself, where the worker lives, so deleteLater is called there directly
     // and the deferred delete is carried out by the thread before it counts as finished. By the time wait()
     // returns in the destructor, the worker is gone.
-    workerDeletion = connect(&workerThread, &QThread::finished, worker, &QObject::deleteLater, Qt::AutoConnection);
+    workerDeletion =
+        connect(&workerThread, &QThread::finished, worker, &QObject::deleteLater, Qt::AutoConnection);
     // The worker lives in another thread from here on, so this is resolved to a queued call at emission.
     connect(this, &Controller::operate, worker, &Worker::progress, Qt::AutoConnection);
     workerThread.start(QThread::InheritPriority);

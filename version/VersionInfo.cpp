@@ -59,8 +59,8 @@ std::string VersionInfo::getLegalCopyright() const {
 }
 
 std::string VersionInfo::getLegalCopyrightFull() const {
-    return std::string(build::libraryName) + " " + build::versionText + ", Copyright (C) " + releaseYear + " " +
-           companyName + ". All rights reserved.";
+    return std::string(build::libraryName) + " " + build::versionText + ", Copyright (C) " + releaseYear +
+           " " + companyName + ". All rights reserved.";
 }
 
 } // namespace version

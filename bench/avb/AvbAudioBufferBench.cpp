@@ -16,8 +16,8 @@ void bufferWrite(benchmark::State& state) {
         buffer.writeSample(&sample);
         sample = -sample;
     }
-    state.counters["ns/sample"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["ns/sample"] = benchmark::Counter(
+        static_cast<double>(state.iterations()), benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void bufferFetch(benchmark::State& state) {
@@ -32,8 +32,9 @@ void bufferFetch(benchmark::State& state) {
         auto samples = buffer.fetchSamples(amount);
         benchmark::DoNotOptimize(samples.data());
     }
-    state.counters["ns/sample"] = benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(amount),
-                                                     benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["ns/sample"] =
+        benchmark::Counter(static_cast<double>(state.iterations()) * static_cast<double>(amount),
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 } // namespace

@@ -16,9 +16,9 @@ namespace {
 void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 
 std::vector<std::uint8_t> aafFrame(int channels, int samplesPerChannel) {
-    std::vector<std::uint8_t> frame = {0x91, 0xe0, 0xf0, 0x00, 0xfe, 0x01, 0x00, 0xa0, 0xc9, 0x11, 0x22, 0x33,
-                                       0x22, 0xf0, 0x02, 0x81, 0x00, 0x00, 0x00, 0xa0, 0xc9, 0x11, 0x22, 0x33,
-                                       0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x04, 0x50};
+    std::vector<std::uint8_t> frame = {0x91, 0xe0, 0xf0, 0x00, 0xfe, 0x01, 0x00, 0xa0, 0xc9, 0x11, 0x22,
+                                       0x33, 0x22, 0xf0, 0x02, 0x81, 0x00, 0x00, 0x00, 0xa0, 0xc9, 0x11,
+                                       0x22, 0x33, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x04, 0x50};
     const int length = channels * samplesPerChannel * 2;
     frame.push_back(static_cast<std::uint8_t>(channels));
     frame.push_back(16);
@@ -54,7 +54,8 @@ void packetEntry(benchmark::State& state) {
     if (receiver.getMissedPackets() != 0) {
         state.SkipWithError("frames were refused");
     }
-    state.counters["frames/s"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["frames/s"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
     state.counters["ns/sample"] =
         benchmark::Counter(static_cast<double>(state.iterations()) * channels * samplesPerChannel,
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);

@@ -14,8 +14,8 @@
 
 #include <cstdio>
 #include <map>
-#include <string>
 #include <random>
+#include <string>
 
 namespace {
 

@@ -6,8 +6,9 @@ namespace engine::streaming {
 
 NetworkReceiver::NetworkReceiver(const pcapplus::PcapDeviceInfo& deviceInfo, std::uint8_t avtpSubtype,
                                  std::string filter)
-    : avb::AvtpPacketReceiver(avtpSubtype, nullptr),
-      pcapplus::PcapPacketSniffer(deviceInfo, snapLength, promiscuous, readTimeoutMs, nullptr),
+    : avb::AvtpPacketReceiver(avtpSubtype, nullptr), pcapplus::PcapPacketSniffer(deviceInfo, snapLength,
+                                                                                 promiscuous, readTimeoutMs,
+                                                                                 nullptr),
       controller(static_cast<avb::AvtpPacketReceiver*>(this)),
       receiverHandle(deviceInfo.getDeviceName(), [this] { return isListening(); }) {
     // This object owns its controller and is deleted by the engine, not by its thread.
@@ -16,8 +17,8 @@ NetworkReceiver::NetworkReceiver(const pcapplus::PcapDeviceInfo& deviceInfo, std
     auto* receiver = static_cast<avb::AvtpPacketReceiver*>(this);
     auto* sniffer = static_cast<pcapplus::PcapPacketSniffer*>(this);
     // The sniffer's status leaves through the same signal as the devices' messages.
-    QObject::connect(sniffer, &pcapplus::PcapPacketSniffer::message, receiver, &avb::AvtpPacketReceiver::message,
-                     Qt::AutoConnection);
+    QObject::connect(sniffer, &pcapplus::PcapPacketSniffer::message, receiver,
+                     &avb::AvtpPacketReceiver::message, Qt::AutoConnection);
 
     if (!filter.empty()) {
         setFilter(filter, filterOptimize, filterNetmask);
@@ -25,20 +26,22 @@ NetworkReceiver::NetworkReceiver(const pcapplus::PcapDeviceInfo& deviceInfo, std
     registerPacketReceiver(*receiver);
 
     // Direct: start and stop run on the caller's thread. A handle only ever reaches its own receiver.
-    QObject::connect(&receiverHandle, qOverload<std::string>(&NetworkReceiverHandle::start), &receiverHandle,
-                     [this](const std::string& uid) {
-                         if (uid == getDeviceInfo().getDeviceName()) {
-                             pcapplus::PcapPacketSniffer::start();
-                         }
-                     },
-                     Qt::DirectConnection);
-    QObject::connect(&receiverHandle, qOverload<std::string>(&NetworkReceiverHandle::stop), &receiverHandle,
-                     [this](const std::string& uid) {
-                         if (uid == getDeviceInfo().getDeviceName()) {
-                             pcapplus::PcapPacketSniffer::stop();
-                         }
-                     },
-                     Qt::DirectConnection);
+    QObject::connect(
+        &receiverHandle, qOverload<std::string>(&NetworkReceiverHandle::start), &receiverHandle,
+        [this](const std::string& uid) {
+            if (uid == getDeviceInfo().getDeviceName()) {
+                pcapplus::PcapPacketSniffer::start();
+            }
+        },
+        Qt::DirectConnection);
+    QObject::connect(
+        &receiverHandle, qOverload<std::string>(&NetworkReceiverHandle::stop), &receiverHandle,
+        [this](const std::string& uid) {
+            if (uid == getDeviceInfo().getDeviceName()) {
+                pcapplus::PcapPacketSniffer::stop();
+            }
+        },
+        Qt::DirectConnection);
 }
 
 NetworkReceiver::~NetworkReceiver() = default;

@@ -34,7 +34,8 @@ TEST(AvbFrameFormatter, BytesToHexAndTuples) {
 
 TEST(AvbFrameFormatter, FormatBytesConcatenatesTheSelectedForms) {
     const std::uint8_t bytes[] = {0x01, 0x10};
-    EXPECT_EQ(AvbFrameFormatter::formatBytes(bytes, 2, true, true, true), "0110 HexTuple 01 10 IntTuple 1 16");
+    EXPECT_EQ(AvbFrameFormatter::formatBytes(bytes, 2, true, true, true),
+              "0110 HexTuple 01 10 IntTuple 1 16");
     EXPECT_EQ(AvbFrameFormatter::formatBytes(bytes, 2, false, false, true), " IntTuple 1 16");
     EXPECT_EQ(AvbFrameFormatter::formatBytes(bytes, 2, false, false, false), "");
 }

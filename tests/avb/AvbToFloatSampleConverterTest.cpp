@@ -36,7 +36,8 @@ TEST(AvbToFloatSampleConverter, EveryValueRoundTripsExactly) {
     avb::AvbToFloatSampleConverter converter;
     for (int value = -32768; value <= 32767; ++value) {
         const auto raw = static_cast<std::uint16_t>(value);
-        const std::uint8_t bytes[] = {static_cast<std::uint8_t>(raw >> 8), static_cast<std::uint8_t>(raw & 0xff)};
+        const std::uint8_t bytes[] = {static_cast<std::uint8_t>(raw >> 8),
+                                      static_cast<std::uint8_t>(raw & 0xff)};
         ASSERT_EQ(converter.convertFromBigEndian(bytes, 2) * 32768.0f, static_cast<float>(value));
     }
 }
@@ -46,7 +47,8 @@ TEST(AvbToFloatSampleConverter, WrongCountReturnsZeroAndWarns) {
     const std::uint8_t bytes[] = {0x7f, 0xff, 0x00};
     testsupport::LogCapture capture;
     EXPECT_EQ(converter.convertFromBigEndian(bytes, 3), 0.0f);
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{
-                  "convertFromBigEndian Cannot convert array data to float. Wrong array size:  3  (required:  2"});
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{
+            "convertFromBigEndian Cannot convert array data to float. Wrong array size:  3  (required:  2"});
 }

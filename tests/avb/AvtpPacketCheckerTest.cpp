@@ -13,7 +13,10 @@ namespace {
 constexpr const char* deviceKey = "00a0c9112233";
 
 std::vector<std::uint8_t> frameWithSequence(std::uint8_t sequence) {
-    return testsupport::AvtpFrameBuilder{}.withSequence(sequence).withSamples(std::vector<std::int16_t>(12)).build();
+    return testsupport::AvtpFrameBuilder{}
+        .withSequence(sequence)
+        .withSamples(std::vector<std::int16_t>(12))
+        .build();
 }
 
 bool check(avb::AvtpPacketChecker& checker, const std::vector<std::uint8_t>& frame, std::size_t length) {
@@ -27,11 +30,12 @@ bool check(avb::AvtpPacketChecker& checker, const std::vector<std::uint8_t>& fra
 // Collects the messages a checker emits, directly.
 struct MessageRecorder {
     explicit MessageRecorder(avb::AvtpPacketBoundaryChecker& checker) {
-        QObject::connect(&checker, &avb::AvtpPacketBoundaryChecker::message, &checker,
-                         [this](std::shared_ptr<sonacore::BaseMessage> message) {
-                             messages.push_back(std::dynamic_pointer_cast<sonacore::ChannelAmountChanged>(message));
-                         },
-                         Qt::DirectConnection);
+        QObject::connect(
+            &checker, &avb::AvtpPacketBoundaryChecker::message, &checker,
+            [this](std::shared_ptr<sonacore::BaseMessage> message) {
+                messages.push_back(std::dynamic_pointer_cast<sonacore::ChannelAmountChanged>(message));
+            },
+            Qt::DirectConnection);
     }
     std::vector<std::shared_ptr<sonacore::ChannelAmountChanged>> messages;
 };
@@ -94,8 +98,9 @@ TEST(AvtpPacketChecker, KeyOfElevenCharactersGivesZeroTextWarningsAndNoException
     avb::AvtpPacketChecker checker("00a0c911223", 2);
     EXPECT_EQ(checker.getSourceMacAddress(), "000000000000");
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"setSourceMacAddress \"000000000000\" The given source MAC address length is "
-                                       "invalid!  Method isPacketConform() will always return false!"});
+              std::vector<std::string>{
+                  "setSourceMacAddress \"000000000000\" The given source MAC address length is "
+                  "invalid!  Method isPacketConform() will always return false!"});
     // Compared against six zero bytes: a frame from address zero would match.
     auto builder = testsupport::AvtpFrameBuilder{}.withSamples(std::vector<std::int16_t>(12));
     builder.source = {0, 0, 0, 0, 0, 0};
@@ -126,9 +131,10 @@ TEST(AvtpPacketChecker, NumberOneAfter255IsOutOfOrderAndLogsExpected256) {
     ASSERT_TRUE(check(checker, frameWithSequence(255)));
     testsupport::LogCapture capture;
     EXPECT_FALSE(check(checker, frameWithSequence(1)));
-    EXPECT_EQ(capture.texts(QtDebugMsg),
-              std::vector<std::string>{"isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of range!  "
-                                       " Expected:  256  Received:  1"});
+    EXPECT_EQ(
+        capture.texts(QtDebugMsg),
+        std::vector<std::string>{"isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of range!  "
+                                 " Expected:  256  Received:  1"});
     EXPECT_TRUE(check(checker, frameWithSequence(2)));
 }
 
@@ -137,8 +143,9 @@ TEST(AvtpPacketChecker, ZeroAfterFiveIsOutOfOrderWithExpected6AndReceived0) {
     ASSERT_TRUE(check(checker, frameWithSequence(5)));
     testsupport::LogCapture capture;
     EXPECT_FALSE(check(checker, frameWithSequence(0)));
-    EXPECT_TRUE(capture.contains(QtDebugMsg, "isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of "
-                                             "range!   Expected:  6  Received:  0"));
+    EXPECT_TRUE(capture.contains(QtDebugMsg,
+                                 "isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of "
+                                 "range!   Expected:  6  Received:  0"));
 }
 
 TEST(AvtpPacketChecker, FirstFrameIsInOrderWhateverItsNumber) {
@@ -206,10 +213,11 @@ TEST(AvtpPacketChecker, ChannelByteZeroPassesDataCheckAndFailsChannelCheck) {
     EXPECT_TRUE(check(checker, frame));
     testsupport::LogCapture capture;
     EXPECT_EQ(checker.checkChannelAmount(8), 0);
-    EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"checkChannelAmount \"00a0c9112233\" The amount of AVTP packet channels is "
-                                       "invalid or exceeded:  Maximum allowed channel amount:  8 , AVTP packet "
-                                       "amount:  0"});
+    EXPECT_EQ(
+        capture.texts(QtWarningMsg),
+        std::vector<std::string>{"checkChannelAmount \"00a0c9112233\" The amount of AVTP packet channels is "
+                                 "invalid or exceeded:  Maximum allowed channel amount:  8 , AVTP packet "
+                                 "amount:  0"});
 }
 
 TEST(AvtpPacketBoundaryChecker, ChannelBoundIsOneSided) {
@@ -238,10 +246,11 @@ TEST(AvtpPacketBoundaryChecker, SameAmountTwiceSendsOneMessage) {
     EXPECT_EQ(message.getConfiguredChannelAmount(), 4U);
     EXPECT_EQ(message.getChannelAmountBefore(), 0xffffffffU);
     EXPECT_EQ(message.getChannelAmountAfter(), 2U);
-    EXPECT_EQ(capture.texts(QtDebugMsg),
-              std::vector<std::string>{"setAmountOfDeliveredAvtpPacketChannels \"00a0c9112233\" The amount of the "
-                                       "currently transferred AVTP packet channels have been  changed. New channel "
-                                       "number:  2 , before:  -1"});
+    EXPECT_EQ(
+        capture.texts(QtDebugMsg),
+        std::vector<std::string>{"setAmountOfDeliveredAvtpPacketChannels \"00a0c9112233\" The amount of the "
+                                 "currently transferred AVTP packet channels have been  changed. New channel "
+                                 "number:  2 , before:  -1"});
 }
 
 TEST(AvtpPacketBoundaryChecker, ChangeFromTwoToFourAndBackSendsTwoMessages) {
@@ -267,7 +276,8 @@ TEST(AvtpPacketBoundaryChecker, StreamDataLengthIsComparedExactly) {
 
 TEST(AvtpPacketChecker, RefreshAndResetReadTheStoredFrame) {
     avb::AvtpPacketChecker checker(deviceKey, 2);
-    const auto frame = testsupport::AvtpFrameBuilder{}.withSequence(9).withChannels(1).withSamples({1, 2}).build();
+    const auto frame =
+        testsupport::AvtpFrameBuilder{}.withSequence(9).withChannels(1).withSamples({1, 2}).build();
     check(checker, frame);
     EXPECT_EQ(checker.getSequenceNumber(), 9);
     EXPECT_TRUE(checker.refreshChannelAmount());

@@ -30,7 +30,8 @@ TEST(SonaCoreException, TreeFollowsTheFaultKinds) {
     EXPECT_TRUE((std::is_base_of_v<exceptions::SonaCoreException, exceptions::InstanceNotCreateable>));
     EXPECT_TRUE((std::is_base_of_v<exceptions::SonaCoreException, exceptions::InstanceAlreadyExists>));
     EXPECT_TRUE((std::is_base_of_v<exceptions::InstanceAlreadyExists, exceptions::ProcessorAlreadyExists>));
-    EXPECT_TRUE((std::is_base_of_v<exceptions::InstanceAlreadyExists, exceptions::StreamingDeviceAlreadyExists>));
+    EXPECT_TRUE(
+        (std::is_base_of_v<exceptions::InstanceAlreadyExists, exceptions::StreamingDeviceAlreadyExists>));
 }
 
 TEST(ProcessorAlreadyExists, IsCaughtByAHandlerForInstanceAlreadyExists) {

@@ -17,7 +17,8 @@ bool runQuietly(const std::string& command) {
 // A veth pair in the test's own network namespace, removed again whatever the test does.
 class VethPair {
 public:
-    VethPair() : first("scdm" + std::to_string(getpid()) + "a"), second("scdm" + std::to_string(getpid()) + "b") {
+    VethPair()
+        : first("scdm" + std::to_string(getpid()) + "a"), second("scdm" + std::to_string(getpid()) + "b") {
         created = runQuietly("ip link add " + first + " type veth peer name " + second);
     }
     ~VethPair() {

@@ -1,6 +1,6 @@
+#include "pcapplus/PcapDeviceManager.h"
 #include "ScriptedPcap.h"
 #include "exceptions/SonaCoreException.h"
-#include "pcapplus/PcapDeviceManager.h"
 #include "support/LogCapture.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,8 @@ namespace {
 
 testsupport::PcapScript threeInterfaces() {
     testsupport::PcapScript script;
-    script.interfaces = {{"eth0", std::string("First adapter")}, {"lo", std::nullopt}, {"veth1", std::nullopt}};
+    script.interfaces = {
+        {"eth0", std::string("First adapter")}, {"lo", std::nullopt}, {"veth1", std::nullopt}};
     return script;
 }
 
@@ -29,8 +30,9 @@ TEST(PcapDeviceManager, ConstructorLogsAndScans) {
     testsupport::LogCapture capture;
     pcapplus::PcapDeviceManager manager;
     EXPECT_EQ(capture.texts(QtDebugMsg),
-              (std::vector<std::string>{"PcapDeviceManager Initialized",
-                                        "scanDevices \"PcapDeviceManager\" Number of available Ethernet devices:  3"}));
+              (std::vector<std::string>{
+                  "PcapDeviceManager Initialized",
+                  "scanDevices \"PcapDeviceManager\" Number of available Ethernet devices:  3"}));
     EXPECT_EQ(manager.getDeviceCount(), 3U);
 }
 
@@ -49,8 +51,9 @@ TEST(PcapDeviceManager, NumberAboveCountThrowsNamingTheUpperBound) {
     testsupport::setPcapScript(threeInterfaces());
     pcapplus::PcapDeviceManager manager;
     testsupport::LogCapture capture;
-    const std::string expected = "Requested index number is not available: 4. The index number is out of range! "
-                                 "Please pass a number between 1 and 3";
+    const std::string expected =
+        "Requested index number is not available: 4. The index number is out of range! "
+        "Please pass a number between 1 and 3";
     EXPECT_EQ(thrownText(manager, 4), expected);
     EXPECT_EQ(capture.texts(QtWarningMsg), std::vector<std::string>{"getDeviceInfo " + expected});
 }
@@ -59,8 +62,9 @@ TEST(PcapDeviceManager, NumberZeroWarnsThenThrowsWithBothTextsLogged) {
     testsupport::setPcapScript(threeInterfaces());
     pcapplus::PcapDeviceManager manager;
     testsupport::LogCapture capture;
-    const std::string expected = "Requested index number is not available: 0. The index number is out of range! "
-                                 "Please pass a number between 1 and 3";
+    const std::string expected =
+        "Requested index number is not available: 0. The index number is out of range! "
+        "Please pass a number between 1 and 3";
     EXPECT_EQ(thrownText(manager, 0), expected);
     EXPECT_EQ(capture.texts(QtWarningMsg),
               (std::vector<std::string>{
@@ -100,8 +104,9 @@ TEST(PcapDeviceManager, FailedScanWarnsLeavesAnEmptyListAndLookupsThrow) {
     EXPECT_EQ(capture.texts(QtWarningMsg),
               std::vector<std::string>{"scanDevices \"PcapDeviceManager\" Device scan cannot be performed:  "
                                        "socket: Operation not permitted"});
-    EXPECT_EQ(thrownText(manager, 1), "Requested index number is not available: 1. The index number is out of "
-                                      "range! Please pass a number between 1 and 0");
+    EXPECT_EQ(thrownText(manager, 1),
+              "Requested index number is not available: 1. The index number is out of "
+              "range! Please pass a number between 1 and 0");
 }
 
 TEST(PcapDeviceManager, EmptyListLogsTheNoInterfaceLineAndIsFreed) {
@@ -109,7 +114,8 @@ TEST(PcapDeviceManager, EmptyListLogsTheNoInterfaceLineAndIsFreed) {
     testsupport::LogCapture capture;
     pcapplus::PcapDeviceManager manager;
     EXPECT_TRUE(capture.contains(
-        QtDebugMsg, "scanDevices \"PcapDeviceManager\" No interfaces found! Make sure WinPcap is installed correctly!."));
+        QtDebugMsg,
+        "scanDevices \"PcapDeviceManager\" No interfaces found! Make sure WinPcap is installed correctly!."));
     EXPECT_EQ(manager.getDeviceCount(), 0U);
     EXPECT_FALSE(manager.scanDevices());
     EXPECT_EQ(testsupport::listsFreed(), testsupport::listsHandedOut());

@@ -70,7 +70,8 @@ protected:
     }
 
     // A waveform processor on `channel` whose results reach the collector; the caller puts it on a thread.
-    process::WaveformProcessor* connectNew(avb::AvbAudioBuffer& channel, process::WaveformConfig& configuration) {
+    process::WaveformProcessor* connectNew(avb::AvbAudioBuffer& channel,
+                                           process::WaveformConfig& configuration) {
         auto* waveform = static_cast<process::WaveformProcessor*>(
             process::WaveformProcessor::create("P", configuration, channel));
         QObject::connect(waveform, &process::Processor::newProcessData, &connection,
@@ -353,5 +354,6 @@ TEST_F(WaveformProcessorTest, CalculationsQueuedBeforeTheStartDeliverNothingStal
     channel.writeSamples(std::vector<float>(blockSize, 0.25f));
     ASSERT_TRUE(testsupport::spinUntil([&] { return deliveries.count() == 1; }));
     const auto first = deliveries.all().front().y;
-    EXPECT_EQ(std::vector<double>(first.end() - blockSize, first.end()), std::vector<double>(blockSize, 0.25));
+    EXPECT_EQ(std::vector<double>(first.end() - blockSize, first.end()),
+              std::vector<double>(blockSize, 0.25));
 }

@@ -157,7 +157,8 @@ TEST(ProcessConfiguration, TextCarriesDeviceChannelAndProcessorText) {
 TEST(ProcessConfiguration, ForeignProcessorConfigurationThrowsBadCastAndLeavesRegistry) {
     ForeignProcessor foreign;
     const auto before = sonacore::registry::processConfigurations.size();
-    EXPECT_THROW(sonacore::IProcessConfiguration::createInstance("p", foreign, "00a0c9112233", 0), std::bad_cast);
+    EXPECT_THROW(sonacore::IProcessConfiguration::createInstance("p", foreign, "00a0c9112233", 0),
+                 std::bad_cast);
     EXPECT_EQ(sonacore::registry::processConfigurations.size(), before);
 }
 

@@ -5,10 +5,13 @@
 namespace c = sonacore::constants;
 
 TEST(SonaCoreConstants, SoundLevelUnitsHaveTheirLabelsAndIdentifiers) {
-    const std::pair<const char*, const char*> expected[] = {
-        {"dBA SPL f", "dBA SPL fast"}, {"dBA SPL s", "dBA SPL slow"}, {"dBC SPL f", "dBC SPL fast"},
-        {"dBC SPL s", "dBC SPL slow"}, {"dBZ SPL f", "dBZ SPL fast"}, {"dBZ SPL s", "dBZ SPL slow"},
-        {"dBFS", "dBFS"}};
+    const std::pair<const char*, const char*> expected[] = {{"dBA SPL f", "dBA SPL fast"},
+                                                            {"dBA SPL s", "dBA SPL slow"},
+                                                            {"dBC SPL f", "dBC SPL fast"},
+                                                            {"dBC SPL s", "dBC SPL slow"},
+                                                            {"dBZ SPL f", "dBZ SPL fast"},
+                                                            {"dBZ SPL s", "dBZ SPL slow"},
+                                                            {"dBFS", "dBFS"}};
     ASSERT_EQ(c::soundLevelUnits.size(), 7U);
     for (std::uint32_t id = 0; id < 7; ++id) {
         EXPECT_EQ(c::soundLevelUnits[id].shortLabel, expected[id].first);

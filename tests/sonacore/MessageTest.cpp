@@ -31,7 +31,8 @@ TEST(StatusMessage, CarriesItsTextAndClassWord) {
 }
 
 TEST(ChannelAmountChanged, CarriesTheThreeAmountsInConstructorOrder) {
-    sonacore::ChannelAmountChanged message("00a0c9112233", "INFORMATION", "AvtpPacketBoundaryChecker", 8, 2, 4);
+    sonacore::ChannelAmountChanged message("00a0c9112233", "INFORMATION", "AvtpPacketBoundaryChecker", 8, 2,
+                                           4);
     EXPECT_EQ(message.getMessageClass(), "ChannelAmountChanged");
     EXPECT_EQ(message.getMessageId(), "00a0c9112233");
     EXPECT_EQ(message.getMessageSender(), "AvtpPacketBoundaryChecker");
@@ -42,7 +43,8 @@ TEST(ChannelAmountChanged, CarriesTheThreeAmountsInConstructorOrder) {
 }
 
 TEST(ChannelAmountChanged, TextPrintsBeforeAndAfterButNotTheConfiguredAmount) {
-    sonacore::ChannelAmountChanged message("00a0c9112233", "INFORMATION", "AvtpPacketBoundaryChecker", 77, 2, 4);
+    sonacore::ChannelAmountChanged message("00a0c9112233", "INFORMATION", "AvtpPacketBoundaryChecker", 77, 2,
+                                           4);
     const std::string text = message.toString();
     EXPECT_EQ(text, "\n\tMessage ID: 00a0c9112233\n\tMessage type: INFORMATION"
                     "\n\tMessage sender: AvtpPacketBoundaryChecker"
@@ -53,8 +55,8 @@ TEST(ChannelAmountChanged, TextPrintsBeforeAndAfterButNotTheConfiguredAmount) {
 TEST(Messages, HostTellsKindsApartByClassWordAndConvertsThePointer) {
     std::shared_ptr<sonacore::BaseMessage> status =
         std::make_shared<sonacore::StatusMessage>("eth0", "INFORMATION", "PcapPacketSniffer", "text");
-    std::shared_ptr<sonacore::BaseMessage> change =
-        std::make_shared<sonacore::ChannelAmountChanged>("dev", "INFORMATION", "AvtpPacketBoundaryChecker", 2, 1, 2);
+    std::shared_ptr<sonacore::BaseMessage> change = std::make_shared<sonacore::ChannelAmountChanged>(
+        "dev", "INFORMATION", "AvtpPacketBoundaryChecker", 2, 1, 2);
 
     // What a host receives: the public base interface at the same address as the message.
     std::shared_ptr<sonacore::imessages::IBaseMessage> received = status;

@@ -97,9 +97,8 @@ TEST(Log, BytesAreWrittenAsNumbers) {
 TEST(ConfigurationData, CarriesNameAndEmitsNothingByItself) {
     sonacore::ConfigurationData data("cfg");
     int notices = 0;
-    QObject::connect(&data, &sonacore::ConfigurationData::configurationChanged, [&](const std::string&) {
-        ++notices;
-    });
+    QObject::connect(&data, &sonacore::ConfigurationData::configurationChanged,
+                     [&](const std::string&) { ++notices; });
     EXPECT_EQ(data.toString(), "[cfg]");
     EXPECT_EQ(data.parent(), nullptr);
     EXPECT_EQ(notices, 0);

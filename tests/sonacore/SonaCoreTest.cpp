@@ -1,9 +1,9 @@
+#include "sonacore/SonaCore.h"
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/ChannelAmountChanged.h"
 #include "sonacore/ConfigurationRegistry.h"
 #include "sonacore/IDemoConfig.h"
 #include "sonacore/INetworkDeviceManager.h"
-#include "sonacore/SonaCore.h"
 #include "sonacore/StatusMessage.h"
 #include "support/DestroyLog.h"
 #include "support/LogCapture.h"
@@ -61,7 +61,8 @@ TEST(SonaCore, GetVersionTwiceYieldsTheSameObject) {
 }
 
 TEST(SonaCore, DeviceManagerFactoryYieldsTheSameObject) {
-    EXPECT_EQ(sonacore::INetworkDeviceManager::createInstance(), sonacore::INetworkDeviceManager::createInstance());
+    EXPECT_EQ(sonacore::INetworkDeviceManager::createInstance(),
+              sonacore::INetworkDeviceManager::createInstance());
 }
 
 TEST(SonaCore, RegistersQueuedTypesUnderTheirExactNames) {
@@ -75,8 +76,9 @@ TEST(SonaCore, RegistersQueuedTypesUnderTheirExactNames) {
 TEST(SonaCore, GetMeteringDataSourceBeforeAnyProcessorThrowsWithIdAtTheEnd) {
     testsupport::LogCapture capture;
     HandleStub handle("WaveformProcessor_00a0c9112233_0");
-    const std::string expected = "The requested MeteringDataSource is not available for processor handle unique "
-                                 "ID: WaveformProcessor_00a0c9112233_0";
+    const std::string expected =
+        "The requested MeteringDataSource is not available for processor handle unique "
+        "ID: WaveformProcessor_00a0c9112233_0";
     try {
         core().getMeteringDataSource(handle);
         FAIL() << "no exception";
@@ -89,16 +91,17 @@ TEST(SonaCore, GetMeteringDataSourceBeforeAnyProcessorThrowsWithIdAtTheEnd) {
 TEST_F(SonaCoreFixture, SetMessageReceiverLogsRegistration) {
     testsupport::LogCapture capture;
     core().setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage>) {});
-    EXPECT_TRUE(capture.contains(QtDebugMsg,
-                                 "setMessageReceiver Successfully registered the main application message receiver"));
+    EXPECT_TRUE(capture.contains(
+        QtDebugMsg, "setMessageReceiver Successfully registered the main application message receiver"));
 }
 
 TEST_F(SonaCoreFixture, EmptyReceiverIsAcceptedAndLoggedTheSameWay) {
     testsupport::LogCapture capture;
     core().setMessageReceiver({});
-    EXPECT_EQ(capture.count(QtDebugMsg,
-                            "setMessageReceiver Successfully registered the main application message receiver"),
-              1U);
+    EXPECT_EQ(
+        capture.count(QtDebugMsg,
+                      "setMessageReceiver Successfully registered the main application message receiver"),
+        1U);
 }
 
 TEST_F(SonaCoreFixture, MessageWithoutReceiverIsDroppedInSilence) {
@@ -187,7 +190,8 @@ TEST(SonaCoreDestroy, DeletesSineGeneratorSettingsWithoutALineOfTheirOwn) {
     sonacore::iprocess::IDemoConfig::createInstance("generator settings", 4);
     ASSERT_NE(sonacore::registry::demoConfigurations.back(), nullptr);
     int destroyed = 0;
-    QObject::connect(sonacore::registry::demoConfigurations.back(), &QObject::destroyed, [&] { ++destroyed; });
+    QObject::connect(sonacore::registry::demoConfigurations.back(), &QObject::destroyed,
+                     [&] { ++destroyed; });
     testsupport::LogCapture capture;
     ISonaCore::destroy();
     EXPECT_EQ(destroyed, 1);

@@ -1,6 +1,6 @@
+#include "version/VersionInfo.h"
 #include "sonacore/ISonaCore.h"
 #include "version/LibraryVersion.h"
-#include "version/VersionInfo.h"
 
 #include <gtest/gtest.h>
 

@@ -86,8 +86,9 @@ NetworkSandbox::NetworkSandbox() {
 
 std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& options, std::string& error) {
     if (geteuid() != 0) {
-        error = "The built-in demo creates a network namespace and needs root: run it with sudo, or capture on a "
-                "real adapter with --adapter (see --help).";
+        error =
+            "The built-in demo creates a network namespace and needs root: run it with sudo, or capture on a "
+            "real adapter with --adapter (see --help).";
         return nullptr;
     }
     const std::string ip = ipProgram();
@@ -97,7 +98,8 @@ std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& option
     }
     const std::string talker = findTalker(options.talkerPath);
     if (talker.empty()) {
-        error = "The AVTP talker sonacore-avtp-talker was not found beside this program: build the tools, or pass "
+        error = "The AVTP talker sonacore-avtp-talker was not found beside this program: build the tools, or "
+                "pass "
                 "its path with --talker.";
         return nullptr;
     }
@@ -105,8 +107,8 @@ std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& option
     std::unique_ptr<NetworkSandbox> sandbox(new NetworkSandbox());
     NetworkSandbox& box = *sandbox;
     box.namespaceMade = runQuietly({ip, "netns", "add", box.name});
-    box.pairMade = box.namespaceMade && runQuietly({ip, "link", "add", box.captureEnd, "type", "veth", "peer", "name",
-                                                    box.talkerEnd, "netns", box.name});
+    box.pairMade = box.namespaceMade && runQuietly({ip, "link", "add", box.captureEnd, "type", "veth", "peer",
+                                                    "name", box.talkerEnd, "netns", box.name});
     if (box.pairMade) {
         // IPv6 off on the capture end keeps its own announcements off the pair; the capture filter would drop
         // them anyway.
@@ -115,8 +117,9 @@ std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& option
     const bool up = box.pairMade && runQuietly({ip, "link", "set", box.captureEnd, "up"}) &&
                     runQuietly({ip, "-n", box.name, "link", "set", box.talkerEnd, "up"});
     if (!up) {
-        error = "The demo's network namespace and veth pair could not be created: is this a container without "
-                "the right to manage networks?";
+        error =
+            "The demo's network namespace and veth pair could not be created: is this a container without "
+            "the right to manage networks?";
         return nullptr;
     }
     if (!box.startTalker(talker, options, error)) {

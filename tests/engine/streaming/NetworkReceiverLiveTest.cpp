@@ -15,7 +15,8 @@ using namespace std::chrono_literals;
 
 class NetworkReceiverLive : public testsupport::NetnsFixture {
 protected:
-    std::unique_ptr<engine::streaming::NetworkReceiver> makeReceiver(const std::string& filter = "ether proto 0x22f0") {
+    std::unique_ptr<engine::streaming::NetworkReceiver>
+    makeReceiver(const std::string& filter = "ether proto 0x22f0") {
         return std::make_unique<engine::streaming::NetworkReceiver>(
             pcapplus::PcapDeviceInfo(3, captureInterface(), "Not available"), 2, filter);
     }
@@ -55,7 +56,8 @@ TEST_F(NetworkReceiverLive, StartTwiceWarnsOnce) {
     receiver->getReceiverHandle().start();
     receiver->getReceiverHandle().start();
     EXPECT_EQ(capture.texts(QtWarningMsg),
-              std::vector<std::string>{"start \"PcapPacketSniffer (eth3)\" Sniffer already listening, cannot be started!"});
+              std::vector<std::string>{
+                  "start \"PcapPacketSniffer (eth3)\" Sniffer already listening, cannot be started!"});
 }
 
 TEST_F(NetworkReceiverLive, HandleReachesOnlyItsOwnReceiver) {
@@ -80,8 +82,8 @@ TEST_F(NetworkReceiverLive, EmptyFilterSetsNoFilterAndTheSubtypeIsTheOnlyGate) {
     sonacore::DeviceConfiguration device("dev", &buffer, 2, 1, 6);
     receiver->addStreamingDevice("00a0c9112233", &device);
     receiver->getReceiverHandle().start();
-    ASSERT_TRUE(talkerSucceeded(startTalker({"--source-mac", "00:a0:c9:11:22:33", "--channels", "1", "--count", "100",
-                                             "--insert-ethertype", "50:0x0800"}),
+    ASSERT_TRUE(talkerSucceeded(startTalker({"--source-mac", "00:a0:c9:11:22:33", "--channels", "1",
+                                             "--count", "100", "--insert-ethertype", "50:0x0800"}),
                                 20s));
     // Without a filter the frame of another EtherType reaches the receiver, and its byte 14 says AAF: it is
     // taken as frame 50, and the real frame 50 that follows is refused as a repeated sequence number.
@@ -96,12 +98,14 @@ TEST_F(NetworkReceiverLive, SnifferStatusLeavesThroughTheReceiversMessageSignal)
     auto receiver = makeReceiver();
     std::vector<std::string> texts;
     QObject objectOnThisThread;
-    QObject::connect(static_cast<avb::AvtpPacketReceiver*>(receiver.get()), &avb::AvtpPacketReceiver::message,
-                     &objectOnThisThread, [&](auto message) { texts.push_back(message->getMessageText()); },
-                     Qt::AutoConnection);
+    QObject::connect(
+        static_cast<avb::AvtpPacketReceiver*>(receiver.get()), &avb::AvtpPacketReceiver::message,
+        &objectOnThisThread, [&](auto message) { texts.push_back(message->getMessageText()); },
+        Qt::AutoConnection);
     receiver->getReceiverHandle().start();
     receiver->getReceiverHandle().stop();
-    ASSERT_TRUE(testsupport::spinUntil([&] { return texts.size() >= 2 && texts.back() == "Stop listening"; }));
+    ASSERT_TRUE(
+        testsupport::spinUntil([&] { return texts.size() >= 2 && texts.back() == "Stop listening"; }));
     // The registration's message of the constructor may come first, depending on when the receiver's thread
     // passed it on.
     ASSERT_GE(texts.size(), 2U);

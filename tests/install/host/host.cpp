@@ -36,8 +36,8 @@ int main() {
 
     const sonacore::IVersionInfo* version = ISonaCore::getVersion();
     check(version->getVersion() == "1.6.0.3", "version text 1.6.0.3");
-    check(version->getMajorVersion() == 1 && version->getMinorVersion() == 6 && version->getPatchVersion() == 0 &&
-              version->getBuildVersion() == 3,
+    check(version->getMajorVersion() == 1 && version->getMinorVersion() == 6 &&
+              version->getPatchVersion() == 0 && version->getBuildVersion() == 3,
           "version parts 1, 6, 0, 3");
     check(vq::sonaCoreLib::getVersion() == "1.6.0.3", "free version function");
     check(vq::sonaCoreLib::isCompatibleWithInterfaceVersion(101), "interface 101 accepted");
@@ -56,13 +56,16 @@ int main() {
     check(loopback, "loopback listed");
 
     const std::string bound = std::to_string(count);
-    check(lookupError(*manager, 0) == "Requested index number is not available: 0. The index number is out of "
-                                      "range! Please pass a number between 1 and " + bound,
+    check(lookupError(*manager, 0) ==
+              "Requested index number is not available: 0. The index number is out of "
+              "range! Please pass a number between 1 and " +
+                  bound,
           "number 0 refused with its text");
-    check(lookupError(*manager, count + 1) == "Requested index number is not available: " +
-                                                  std::to_string(count + 1) +
-                                                  ". The index number is out of range! Please pass a number "
-                                                  "between 1 and " + bound,
+    check(lookupError(*manager, count + 1) ==
+              "Requested index number is not available: " + std::to_string(count + 1) +
+                  ". The index number is out of range! Please pass a number "
+                  "between 1 and " +
+                  bound,
           "number count + 1 refused with its text");
 
     ISonaCore::destroy();
