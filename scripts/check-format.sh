@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Fails, listing the files, when a C++ file that git tracks is not as clang-format would write it with the
-# repository's .clang-format. With --fix, formats them instead.
+# Fails, listing the files, when a C++ file of the tree (tracked, or new and not ignored) is not as
+# clang-format would write it with the repository's .clang-format. With --fix, formats them instead.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 if git rev-parse --is-inside-work-tree >/dev/null 2>&1; then
-    mapfile -t files < <(git ls-files '*.cpp' '*.h')
+    mapfile -t files < <(git ls-files --cached --others --exclude-standard '*.cpp' '*.h')
 else
     mapfile -t files < <(find . -path ./build -prune -o -type f \( -name '*.cpp' -o -name '*.h' \) -print | sort)
 fi

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# The whole test suite: installs what is missing, builds with warnings as errors and runs every test, then
-# builds a second tree under AddressSanitizer and UndefinedBehaviorSanitizer and runs every test again (but the
-# long real-time soak runs). Last, a short fuzzing run of the packet path. Any failure or sanitizer report
-# fails the command; the last line sums up every test run.
+# The whole test suite: installs what is missing, checks that every C++ file is formatted, builds with
+# warnings as errors and runs every test, then builds a second tree under AddressSanitizer and
+# UndefinedBehaviorSanitizer and runs every test again (but the long real-time soak runs). Last, a short
+# fuzzing run of the packet path. Any failure or sanitizer report fails the command; the last line sums up
+# every test run.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 "$root/scripts/setup.sh"
@@ -37,6 +38,8 @@ phase() {
     echo "== $1 (after ${SECONDS} s)"
 }
 
+phase "Formatting (scripts/check-format.sh --fix formats what is listed)"
+"$root/scripts/check-format.sh"
 phase "Build (warnings as errors; the benchmarks are compiled, not run)"
 "$root/scripts/build.sh" tests -DCMAKE_BUILD_TYPE=RelWithDebInfo -DSONACORE_WARNINGS_AS_ERRORS=ON \
     -DSONACORE_BUILD_BENCHMARKS=ON
