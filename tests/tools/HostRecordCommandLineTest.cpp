@@ -1,5 +1,6 @@
 // The host program's --record and --snapshot options where no network is needed: the usage text, and what
 // it says of a value it cannot use.
+#include "HostProgram.h"
 #include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
@@ -11,15 +12,8 @@ using testsupport::ChildProcess;
 
 namespace {
 
-ChildProcess::Result runHost(const std::vector<std::string>& arguments) {
-    std::vector<std::string> command{SONACORE_HOST_PATH};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return ChildProcess::run(command);
-}
-
-bool contains(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
-}
+using hosttest::contains;
+using hosttest::runHost;
 
 TEST(HostRecordCommandLine, HelpDescribesTheRecordsColumns) {
     const auto result = runHost({"--help"});
