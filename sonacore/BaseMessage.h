@@ -7,7 +7,8 @@
 
 namespace sonacore {
 
-// The common fields of every message. Immutable, so it crosses threads without a lock.
+// The common fields of every message. Immutable, so it crosses threads without a lock: every call may run on
+// any thread, and none throws.
 class SONACORE_EXPORT BaseMessage : public imessages::IBaseMessage {
 public:
     BaseMessage(std::string id, std::string type, std::string sender);

@@ -9,6 +9,8 @@
 
 namespace sonacore {
 
+// A changed channel amount of a streaming device, sent by the packet path. Immutable: every call may run on
+// any thread, and none throws.
 class SONACORE_EXPORT ChannelAmountChanged : public BaseMessage, public imessages::IChannelAmountChanged {
 public:
     ChannelAmountChanged(std::string id, std::string type, std::string sender, std::uint32_t configuredAmount,

@@ -11,7 +11,8 @@ namespace sonacore {
 
 // One delivered result of one processor: a named record around one VectorData, held by value. A plain,
 // copyable value with no thread affinity; it crosses from a processor's worker thread to the host's thread
-// as the argument of a queued signal, registered under the meta-type name "sonacore::ChannelData".
+// as the argument of a queued signal, registered under the meta-type name "sonacore::ChannelData". No call
+// throws but a copy that finds no memory (std::bad_alloc, the source unchanged).
 class SONACORE_EXPORT ChannelData : public DeliveryData, public IChannelData {
 public:
     // The name every record gets unless one is given.

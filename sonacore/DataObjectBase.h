@@ -8,7 +8,7 @@
 namespace sonacore {
 
 // A printable object with a name. The name is written once, at construction, and may be read from any
-// thread.
+// thread. No call throws.
 class SONACORE_EXPORT DataObjectBase : public StringOverloadBase {
 public:
     explicit DataObjectBase(std::string name);

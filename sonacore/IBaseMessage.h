@@ -9,6 +9,9 @@ namespace sonacore::imessages {
 // A status report from the network side. Immutable once built, held by std::shared_ptr. Tell the kinds
 // apart by getMessageClass(), then convert the pointer (std::dynamic_pointer_cast) to IStatusMessage or
 // IChannelAmountChanged.
+//
+// Built on the capture thread and handed to the host's message receiver on the host's thread. A message
+// never changes, so every call below may run on any thread while the host holds the pointer; none throws.
 class SONACORE_EXPORT IBaseMessage {
 public:
     virtual ~IBaseMessage();

@@ -7,7 +7,8 @@
 
 namespace sonacore::imessages {
 
-// The amount of channels a streaming device sends has changed.
+// The amount of channels a streaming device sends has changed. Immutable like every message: each call may
+// run on any thread, and none throws.
 class SONACORE_EXPORT IChannelAmountChanged : public IBaseMessage {
 public:
     ~IChannelAmountChanged() override;

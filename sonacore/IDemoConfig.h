@@ -18,13 +18,16 @@ namespace sonacore::iprocess {
 class SONACORE_EXPORT IDemoConfig : public IProcessorConfigBase {
 public:
     // Settings named name, with the given amplitude (the generator delivers amplitude · sin(phase)). Owned by
-    // the library until ISonaCore::destroy(); never null.
+    // the library until ISonaCore::destroy(); never null, never throws. Call it on the host's thread (the
+    // registry has no lock).
     static IDemoConfig* createInstance(std::string name, std::uint32_t amplitude);
 
     ~IDemoConfig() override;
 
-    // Stored without a notice; a running generator reads it afresh on each pass.
+    // Stored without a notice; a running generator reads it afresh on each pass. Any value is taken, from any
+    // thread; never throws.
     virtual void setAmplitude(std::uint32_t amplitude) = 0;
+    // Any thread; never throws.
     virtual std::uint32_t getAmplitude() const = 0;
 };
 

@@ -14,10 +14,14 @@ namespace sonacore {
 // that asks for more channels than a frame can state, is refused when it is added
 // (ISonaCore::addRemoteStreamReceiver throws exceptions::InstanceNotCreateable): a channel amount of 0 or
 // above 1023, a sample size of 0, 0 samples per channel.
+//
+// Thread affinity: create it on the host's thread (the registry has no lock). Its values never change, so
+// the getters may be read from any thread, and none of them throws.
 class SONACORE_EXPORT IDeviceConfiguration {
 public:
     // A new configuration that refers to bufferConfiguration (not a copy). Throws std::bad_cast when
-    // bufferConfiguration was not made by this library. Owned by the library until ISonaCore::destroy().
+    // bufferConfiguration was not made by this library; nothing is created and no registry changes then.
+    // Owned by the library until ISonaCore::destroy(); never null.
     static IDeviceConfiguration* createInstance(std::string name, IBufferConfiguration& bufferConfiguration,
                                                 unsigned long sampleSize, unsigned long channelAmount,
                                                 unsigned long samplesPerChannel);

@@ -6,7 +6,9 @@
 
 namespace sonacore {
 
-// One capture adapter of the machine, as libpcap lists it. Numbers count from 1.
+// One capture adapter of the machine, as libpcap lists it. Numbers count from 1. Its values never change, so
+// the calls below may run on any thread, and none throws; the object itself ends at the next
+// INetworkDeviceManager::scanDevices(), so keep that call on the thread that uses the adapter.
 class SONACORE_EXPORT INetworkDeviceInfo {
 public:
     virtual ~INetworkDeviceInfo();

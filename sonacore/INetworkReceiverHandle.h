@@ -6,15 +6,20 @@
 
 namespace sonacore::ihandles {
 
-// The host's control of the capture on one adapter. Never deleted by the host.
+// The host's control of the capture on one adapter. Never deleted by the host. Call start and stop on the
+// host's thread; none of the calls throws: a refused start or stop is a warning and a status message.
 class SONACORE_EXPORT INetworkReceiverHandle {
 public:
     virtual ~INetworkReceiverHandle();
 
-    // Begins capture on the adapter; runs on the caller's thread.
+    // Begins capture on the adapter, on a pool thread; the call itself runs on the caller's thread. While it
+    // captures already, or when the adapter could not be opened, it changes nothing and logs the warning
+    // "Sniffer already listening, cannot be started!", also sent as an "INFORMATION" status message.
     virtual void start() = 0;
-    // Ends capture; does not wait for the capture thread.
+    // Ends capture; does not wait for the capture thread. When it is not capturing it changes nothing and
+    // logs the warning "Sniffer not listening, cannot be stopped!", also sent as a status message.
     virtual void stop() = 0;
+    // True between a start and a stop that took effect; may be read from any thread.
     virtual bool isRunning() const = 0;
     // The adapter's libpcap name.
     virtual std::string getReceiverUid() const = 0;

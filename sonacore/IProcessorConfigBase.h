@@ -6,7 +6,8 @@
 
 namespace sonacore::iprocess {
 
-// The settings of one analyser. The concrete kinds are made by their own createInstance functions.
+// The settings of one analyser. The concrete kinds are made by their own createInstance functions. The
+// calls below read values fixed at creation: any thread, and none throws.
 class SONACORE_EXPORT IProcessorConfigBase {
 public:
     virtual ~IProcessorConfigBase();

@@ -45,8 +45,9 @@ inline const std::map<std::string, SoundLevelValueType>& soundLevelValueTypes =
 // The sample amount is therefore best six times the buffer's signalling amount. Filters and time-weighted
 // states run on across blocks and across stop and start.
 //
-// Thread affinity: the setters are meant for the host's thread; the getters may be read from any thread.
-// Nothing in these settings rebuilds the processor's filters.
+// Thread affinity: create it and call the setters on the host's thread (the registry has no lock); the
+// getters may be read from any thread. Nothing in these settings rebuilds the processor's filters, and none
+// of the calls throws.
 class SONACORE_EXPORT ISoundLevelValueConfig : public ISampleProcessorConfigBase {
 public:
     // Clocked by the audio buffer's signal: the processor counts each signal as a trigger of the buffer's

@@ -22,7 +22,8 @@ namespace sonacore::iprocess {
 //
 // Thread affinity: the setters are meant for the host's thread; each change is announced to the running
 // processor, which rebuilds its transform or its averaging window before its next calculation. The getters
-// may be read from any thread.
+// may be read from any thread. Create it on the host's thread (the registry has no lock). None of these
+// calls throws: a refused value is a warning and leaves the stored settings as they were.
 class SONACORE_EXPORT ISpectrumConfig : public ISampleProcessorConfigBase {
 public:
     // Clocked by the audio buffer's signal: a calculation each time the buffer's signalling amount of new

@@ -19,6 +19,7 @@ class SONACORE_EXPORT IStatusMessage : public IBaseMessage {
 public:
     ~IStatusMessage() override;
 
+    // The status text, the same as getMessageText(). Never throws; any thread.
     virtual std::string getMessage() const = 0;
 };
 

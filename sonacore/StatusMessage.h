@@ -8,6 +8,7 @@
 
 namespace sonacore {
 
+// A free status text, sent by the capture. Immutable: every call may run on any thread, and none throws.
 class SONACORE_EXPORT StatusMessage : public BaseMessage, public imessages::IStatusMessage {
 public:
     StatusMessage(std::string id, std::string type, std::string sender, std::string text);

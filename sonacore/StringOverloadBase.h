@@ -8,7 +8,8 @@
 class QDebug;
 
 // Root of everything the library can print. Any object of the family goes to an output stream or a
-// debug stream through the two operators below, which both render toString().
+// debug stream through the two operators below, which both render toString(). The operators throw only what
+// the stream itself throws, and run on whichever thread owns the stream.
 class SONACORE_EXPORT StringOverloadBase {
 public:
     virtual ~StringOverloadBase();

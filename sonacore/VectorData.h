@@ -10,7 +10,8 @@
 namespace sonacore {
 
 // One result as two equally indexed series, x and y, in double precision. A plain value: it is copied
-// whole wherever it goes, and has no thread affinity.
+// whole wherever it goes, and has no thread affinity. No call throws but a copy that finds no memory
+// (std::bad_alloc, the object unchanged).
 class SONACORE_EXPORT VectorData : public DeliveryData, public IVectorData {
 public:
     // The name every vector gets unless one is given.

@@ -4,7 +4,9 @@
 
 #include <string>
 
-// The version of the library as a host checks it at run time against what it was compiled for.
+// The version of the library as a host checks it at run time against what it was compiled for. The values
+// are fixed at build: every function may run on any thread, before ISonaCore::createInstance too, and none
+// throws.
 namespace vq::sonaCoreLib {
 
 // "1.6.0.3"

@@ -7,7 +7,8 @@
 
 namespace version {
 
-// The library's version, fixed at build. Holds no changing state, so it may be read from any thread.
+// The library's version, fixed at build. Holds no changing state, so it may be read from any thread, and no
+// call throws.
 class VersionInfo : public StringOverloadBase, public sonacore::IVersionInfo {
 public:
     VersionInfo();
