@@ -1,54 +1,17 @@
 #include "TalkerOptions.h"
 
-#include <cerrno>
+#include "CommandLineValues.h"
+
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 
 namespace avtptalker {
 
 namespace {
 
-constexpr unsigned kMaxChannels = 1023;
+constexpr unsigned maxChannels = 1023;
 
-bool parseUnsigned(const std::string& text, std::uint64_t maximum, std::uint64_t& value) {
-    if (text.empty() || text[0] == '-' || text[0] == '+' || text[0] == ' ') {
-        return false;
-    }
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long parsed = std::strtoull(text.c_str(), &end, 0);
-    if (errno != 0 || end != text.c_str() + text.size() || parsed > maximum) {
-        return false;
-    }
-    value = parsed;
-    return true;
-}
-
-bool parseMac(const std::string& text, MacAddress& mac) {
-    // Both 00:11:22:33:44:55 and the 12-digit form 001122334455 are common in this field.
-    std::string digits;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char c = text[i];
-        if ((c == ':' || c == '-') && i % 3 == 2 && text.size() == 17) {
-            continue;
-        }
-        digits += c;
-    }
-    if (digits.size() != 12) {
-        return false;
-    }
-    for (std::size_t i = 0; i < 6; ++i) {
-        std::uint64_t byte = 0;
-        const std::string pair = digits.substr(2 * i, 2);
-        if (pair.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos ||
-            !parseUnsigned("0x" + pair, 0xff, byte)) {
-            return false;
-        }
-        mac[i] = static_cast<std::uint8_t>(byte);
-    }
-    return true;
-}
+using commandline::parseNumber;
 
 bool parseStreamId(const std::string& text, std::uint64_t& id) {
     std::string digits;
@@ -60,193 +23,204 @@ bool parseStreamId(const std::string& text, std::uint64_t& id) {
     if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
         digits = digits.substr(2);
     }
-    if (digits.empty() || digits.size() > 16 ||
-        digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) {
+    if (digits.empty() || digits.size() > 16) {
         return false;
     }
-    return parseUnsigned("0x" + digits, UINT64_MAX, id);
+    const std::optional<std::uint64_t> parsed = parseNumber("0x" + digits);
+    id = parsed.value_or(0);
+    return parsed.has_value();
 }
 
-/// Splits "K:VALUE" into its two unsigned numbers.
+// Splits "K:VALUE" into its two whole numbers.
 bool parsePair(const std::string& text, std::uint64_t valueMaximum, std::uint64_t& frame,
                std::uint64_t& value) {
     const std::string::size_type colon = text.find(':');
-    return colon != std::string::npos && parseUnsigned(text.substr(0, colon), UINT64_MAX, frame) &&
-           parseUnsigned(text.substr(colon + 1), valueMaximum, value);
+    if (colon == std::string::npos) {
+        return false;
+    }
+    const std::optional<std::uint64_t> first = parseNumber(text.substr(0, colon));
+    const std::optional<std::uint64_t> second = parseNumber(text.substr(colon + 1), 0, valueMaximum);
+    frame = first.value_or(0);
+    value = second.value_or(0);
+    return first && second;
 }
 
-} // namespace
-
-bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptions& out, std::string& error) {
+// What one run of the parser builds: the options, and the two ways of giving the frame count, which only
+// together say which one holds.
+struct ParseState {
     TalkerOptions options;
     std::optional<std::uint64_t> count;
     std::optional<double> duration;
+};
 
-    using Handler = std::function<bool(const std::string&)>;
-    const auto number = [](std::uint64_t minimum, std::uint64_t maximum, auto store) {
-        return [=](const std::string& text) {
-            std::uint64_t value = 0;
-            if (!parseUnsigned(text, maximum, value) || value < minimum) {
-                return false;
-            }
-            store(value);
-            return true;
-        };
-    };
-    const auto frameSet = [](std::set<std::uint64_t>& target) {
-        return [&target](const std::string& text) {
-            std::uint64_t frame = 0;
-            if (!parseUnsigned(text, UINT64_MAX, frame)) {
-                return false;
-            }
-            target.insert(frame);
-            return true;
-        };
-    };
-    const auto frameMap = [](std::map<std::uint64_t, unsigned>& target, std::uint64_t maximum) {
-        return [&target, maximum](const std::string& text) {
-            std::uint64_t frame = 0;
-            std::uint64_t value = 0;
-            if (!parsePair(text, maximum, frame, value)) {
-                return false;
-            }
-            target[frame] = static_cast<unsigned>(value);
-            return true;
-        };
-    };
+using Handler = std::function<bool(const std::string&)>;
 
-    struct Option {
-        std::string expected;
-        Handler handler;
+// An option that takes a value: what it expects, for the error message, and what reads the value.
+struct ValuedOption {
+    std::string expected;
+    Handler handler;
+};
+
+using OptionTable = std::map<std::string, ValuedOption>;
+
+// A whole number from `minimum` to `maximum`, handed to `store`.
+template <typename Store> Handler number(std::uint64_t minimum, std::uint64_t maximum, Store store) {
+    return [=](const std::string& text) {
+        const std::optional<std::uint64_t> value = parseNumber(text, minimum, maximum);
+        if (value) {
+            store(*value);
+        }
+        return value.has_value();
     };
-    const std::map<std::string, Option> valued{
-        {"--interface",
-         {"an interface name",
-          [&](const std::string& v) {
-              options.interfaceName = v;
-              return !v.empty();
-          }}},
-        {"--source-mac",
-         {"a MAC address such as 00:11:22:33:44:55",
-          [&](const std::string& v) {
-              MacAddress mac{};
-              if (!parseMac(v, mac)) {
-                  return false;
-              }
-              options.sourceMac = mac;
-              return true;
-          }}},
-        {"--destination-mac",
-         {"a MAC address such as 91:e0:f0:00:00:01",
-          [&](const std::string& v) { return parseMac(v, options.destinationMac); }}},
-        {"--stream-id",
-         {"up to 16 hexadecimal digits",
-          [&](const std::string& v) {
-              std::uint64_t id = 0;
-              if (!parseStreamId(v, id)) {
-                  return false;
-              }
-              options.streamId = id;
-              return true;
-          }}},
-        {"--channels",
-         {"a channel count from 1 to 1023",
-          number(1, kMaxChannels, [&](std::uint64_t v) { options.channels = unsigned(v); })}},
-        {"--samples-per-frame",
-         {"a sample count from 1 to 65535",
-          number(1, 65535, [&](std::uint64_t v) { options.samplesPerFrame = unsigned(v); })}},
-        {"--sample-bits",
-         {"a sample width of 16, 24 or 32 bits",
-          [&](const std::string& v) {
-              std::uint64_t bits = 0;
-              if (!parseUnsigned(v, 32, bits) || (bits != 16 && bits != 24 && bits != 32)) {
-                  return false;
-              }
-              options.sampleBits = unsigned(bits);
-              return true;
-          }}},
-        {"--vlan",
-         {"a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7",
-          [&](const std::string& v) {
-              std::uint64_t id = 0;
-              std::uint64_t priority = options.vlanPriority;
-              const bool good = v.find(':') == std::string::npos
-                                    ? parseUnsigned(v, 4094, id)
-                                    : parsePair(v, 7, id, priority) && id <= 4094;
-              if (!good) {
-                  return false;
-              }
-              options.vlanId = unsigned(id);
-              options.vlanPriority = unsigned(priority);
-              return true;
-          }}},
-        {"--signal",
-         {"a signal such as sine:1000:0.5",
-          [&](const std::string& v) {
-              options.signal = v;
-              return !v.empty();
-          }}},
-        {"--channel-signal",
-         {"CHANNEL=SIGNAL, such as 1=noise:42",
-          [&](const std::string& v) {
-              const std::string::size_type equals = v.find('=');
-              std::uint64_t channel = 0;
-              if (equals == std::string::npos || equals + 1 == v.size() ||
-                  !parseUnsigned(v.substr(0, equals), kMaxChannels - 1, channel)) {
-                  return false;
-              }
-              options.channelSignals[unsigned(channel)] = v.substr(equals + 1);
-              return true;
-          }}},
-        {"--count",
-         {"a frame count of at least 1", number(1, UINT64_MAX, [&](std::uint64_t v) { count = v; })}},
-        {"--duration",
-         {"a positive number of seconds",
-          [&](const std::string& v) {
-              char* end = nullptr;
-              errno = 0;
-              const double seconds = std::strtod(v.c_str(), &end);
-              if (v.empty() || errno != 0 || end != v.c_str() + v.size() || !std::isfinite(seconds) ||
-                  seconds <= 0.0 || seconds > 1e9) {
-                  return false;
-              }
-              duration = seconds;
-              return true;
-          }}},
-        {"--first-sequence",
-         {"a sequence number from 0 to 255",
-          number(0, 255,
-                 [&](std::uint64_t v) { options.firstSequenceNumber = static_cast<std::uint8_t>(v); })}},
-        {"--priority",
-         {"a SCHED_FIFO priority from 1 to 99",
-          number(1, 99, [&](std::uint64_t v) { options.priority = int(v); })}},
-        {"--dump-samples",
-         {"a file name",
-          [&](const std::string& v) {
-              options.dumpPath = v;
-              return !v.empty();
-          }}},
-        {"--drop-every",
-         {"a frame interval of at least 2",
-          number(2, UINT64_MAX, [&](std::uint64_t v) { options.dropEvery = v; })}},
-        {"--drop-at", {"a frame index", frameSet(options.dropAt)}},
-        {"--repeat-at", {"a frame index", frameSet(options.repeatAt)}},
-        {"--swap-at", {"a frame index", frameSet(options.swapAt)}},
-        {"--channels-at",
-         {"FRAME:CHANNELS with CHANNELS from 0 to 1023", frameMap(options.channelsAt, kMaxChannels)}},
-        {"--truncate-at", {"FRAME:BYTES", frameMap(options.truncateAt, 65535)}},
-        {"--data-length-at",
-         {"FRAME:LENGTH with LENGTH from 0 to 65535", frameMap(options.dataLengthAt, 65535)}},
-        {"--insert-subtype",
-         {"FRAME:SUBTYPE with SUBTYPE from 0 to 255", frameMap(options.insertSubtype, 255)}},
-        {"--insert-ethertype",
-         {"FRAME:ETHERTYPE with ETHERTYPE from 0 to 0xffff", frameMap(options.insertEtherType, 0xffff)}},
+}
+
+// A non-empty text, stored as it is.
+Handler text(std::string& target) {
+    return [&target](const std::string& value) {
+        target = value;
+        return !value.empty();
     };
-    const std::map<std::string, std::string> shortNames{
+}
+
+// A frame index added to a set.
+Handler frameSet(std::set<std::uint64_t>& target) {
+    return [&target](const std::string& text) {
+        const std::optional<std::uint64_t> frame = parseNumber(text);
+        if (frame) {
+            target.insert(*frame);
+        }
+        return frame.has_value();
+    };
+}
+
+// "FRAME:VALUE" with VALUE up to `maximum`, stored per frame.
+Handler frameMap(std::map<std::uint64_t, unsigned>& target, std::uint64_t maximum) {
+    return [&target, maximum](const std::string& text) {
+        std::uint64_t frame = 0;
+        std::uint64_t value = 0;
+        if (!parsePair(text, maximum, frame, value)) {
+            return false;
+        }
+        target[frame] = static_cast<unsigned>(value);
+        return true;
+    };
+}
+
+// The interface and the addresses the stream is sent from and to.
+void addAddressOptions(OptionTable& table, TalkerOptions& options) {
+    table["--interface"] = {"an interface name", text(options.interfaceName)};
+    table["--source-mac"] = {"a MAC address such as 00:11:22:33:44:55", [&options](const std::string& v) {
+                                 options.sourceMac = commandline::parseMac(v);
+                                 return options.sourceMac.has_value();
+                             }};
+    table["--destination-mac"] = {"a MAC address such as 91:e0:f0:00:00:01",
+                                  [&options](const std::string& v) {
+                                      const std::optional<MacAddress> mac = commandline::parseMac(v);
+                                      options.destinationMac = mac.value_or(options.destinationMac);
+                                      return mac.has_value();
+                                  }};
+    table["--stream-id"] = {"up to 16 hexadecimal digits", [&options](const std::string& v) {
+                                std::uint64_t id = 0;
+                                if (!parseStreamId(v, id)) {
+                                    return false;
+                                }
+                                options.streamId = id;
+                                return true;
+                            }};
+    table["--vlan"] = {"a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7",
+                       [&options](const std::string& v) {
+                           std::uint64_t id = 0;
+                           std::uint64_t priority = options.vlanPriority;
+                           const bool good =
+                               v.find(':') == std::string::npos
+                                   ? parsePair(v + ":" + std::to_string(priority), 7, id, priority)
+                                   : parsePair(v, 7, id, priority);
+                           if (!good || id > 4094) {
+                               return false;
+                           }
+                           options.vlanId = unsigned(id);
+                           options.vlanPriority = unsigned(priority);
+                           return true;
+                       }};
+}
+
+// The shape of every frame: channels, samples, sample width, first sequence number.
+void addFormatOptions(OptionTable& table, TalkerOptions& options) {
+    table["--channels"] = {
+        "a channel count from 1 to 1023",
+        number(1, maxChannels, [&options](std::uint64_t v) { options.channels = unsigned(v); })};
+    table["--samples-per-frame"] = {
+        "a sample count from 1 to 65535",
+        number(1, 65535, [&options](std::uint64_t v) { options.samplesPerFrame = unsigned(v); })};
+    table["--sample-bits"] = {"a sample width of 16, 24 or 32 bits", [&options](const std::string& v) {
+                                  const std::uint64_t bits = parseNumber(v, 0, 32).value_or(0);
+                                  if (bits != 16 && bits != 24 && bits != 32) {
+                                      return false;
+                                  }
+                                  options.sampleBits = unsigned(bits);
+                                  return true;
+                              }};
+    table["--first-sequence"] = {
+        "a sequence number from 0 to 255",
+        number(0, 255, [&options](std::uint64_t v) { options.firstSequenceNumber = std::uint8_t(v); })};
+}
+
+// What the channels play, and where the samples sent are written.
+void addSignalOptions(OptionTable& table, TalkerOptions& options) {
+    table["--signal"] = {"a signal such as sine:1000:0.5", text(options.signal)};
+    table["--channel-signal"] = {"CHANNEL=SIGNAL, such as 1=noise:42", [&options](const std::string& v) {
+                                     const std::string::size_type equals = v.find('=');
+                                     if (equals == std::string::npos || equals + 1 == v.size()) {
+                                         return false;
+                                     }
+                                     const std::optional<std::uint64_t> channel =
+                                         parseNumber(v.substr(0, equals), 0, maxChannels - 1);
+                                     if (channel) {
+                                         options.channelSignals[unsigned(*channel)] = v.substr(equals + 1);
+                                     }
+                                     return channel.has_value();
+                                 }};
+    table["--dump-samples"] = {"a file name", text(options.dumpPath)};
+}
+
+// How long and how fast the stream runs.
+void addTimingOptions(OptionTable& table, ParseState& state) {
+    table["--count"] = {"a frame count of at least 1",
+                        number(1, UINT64_MAX, [&state](std::uint64_t v) { state.count = v; })};
+    table["--duration"] = {"a positive number of seconds", [&state](const std::string& v) {
+                               state.duration = commandline::parseReal(v, 0.0, 1e9);
+                               return state.duration.has_value() && *state.duration > 0.0;
+                           }};
+    table["--priority"] = {"a SCHED_FIFO priority from 1 to 99",
+                           number(1, 99, [&state](std::uint64_t v) { state.options.priority = int(v); })};
+}
+
+// The faults a test can ask for, each at chosen frames.
+void addFaultOptions(OptionTable& table, TalkerOptions& options) {
+    table["--drop-every"] = {"a frame interval of at least 2",
+                             number(2, UINT64_MAX, [&options](std::uint64_t v) { options.dropEvery = v; })};
+    table["--drop-at"] = {"a frame index", frameSet(options.dropAt)};
+    table["--repeat-at"] = {"a frame index", frameSet(options.repeatAt)};
+    table["--swap-at"] = {"a frame index", frameSet(options.swapAt)};
+    table["--channels-at"] = {"FRAME:CHANNELS with CHANNELS from 0 to 1023",
+                              frameMap(options.channelsAt, maxChannels)};
+    table["--truncate-at"] = {"FRAME:BYTES", frameMap(options.truncateAt, 65535)};
+    table["--data-length-at"] = {"FRAME:LENGTH with LENGTH from 0 to 65535",
+                                 frameMap(options.dataLengthAt, 65535)};
+    table["--insert-subtype"] = {"FRAME:SUBTYPE with SUBTYPE from 0 to 255",
+                                 frameMap(options.insertSubtype, 255)};
+    table["--insert-ethertype"] = {"FRAME:ETHERTYPE with ETHERTYPE from 0 to 0xffff",
+                                   frameMap(options.insertEtherType, 0xffff)};
+}
+
+// Reads the arguments into the state through the table. Sets `help` and stops at --help; false with one
+// sentence in `error` for an unknown option or a value its option does not take.
+bool readArguments(const std::vector<std::string>& arguments, const OptionTable& table, ParseState& state,
+                   bool& help, std::string& error) {
+    static const std::map<std::string, std::string> shortNames{
         {"-i", "--interface"}, {"-c", "--channels"}, {"-s", "--samples-per-frame"},
         {"-n", "--count"},     {"-d", "--duration"},
     };
-
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         std::string name = arguments[i];
         std::optional<std::string> value;
@@ -259,16 +233,15 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
             name = alias->second;
         }
         if (name == "--help" || name == "-h") {
-            out = TalkerOptions();
-            out.help = true;
+            help = true;
             return true;
         }
         if (name == "--fast") {
-            options.fast = true;
+            state.options.fast = true;
             continue;
         }
-        const auto option = valued.find(name);
-        if (option == valued.end()) {
+        const auto option = table.find(name);
+        if (option == table.end()) {
             error = "unknown option '" + arguments[i] + "'";
             return false;
         }
@@ -284,25 +257,31 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
             return false;
         }
     }
+    return true;
+}
 
-    if (options.interfaceName.empty()) {
-        error = "option --interface is required";
-        return false;
-    }
-    if (count && duration) {
+// The frame count from --count or --duration, which exclude each other.
+bool resolveFrameCount(ParseState& state, std::string& error) {
+    if (state.count && state.duration) {
         error = "options --count and --duration exclude each other";
         return false;
     }
-    if (count) {
-        options.frameCount = count;
-    } else if (duration) {
-        const double frameRate = 48000.0 / options.samplesPerFrame;
-        options.frameCount = static_cast<std::uint64_t>(std::llround(*duration * frameRate));
-        if (*options.frameCount == 0) {
+    if (state.count) {
+        state.options.frameCount = state.count;
+    } else if (state.duration) {
+        const double frameRate = 48000.0 / state.options.samplesPerFrame;
+        state.options.frameCount = static_cast<std::uint64_t>(std::llround(*state.duration * frameRate));
+        if (*state.options.frameCount == 0) {
             error = "option --duration is shorter than one frame";
             return false;
         }
     }
+    return true;
+}
+
+// What options say of each other: channel signals within the stream, swaps that neither overlap nor run
+// past the end, truncations that keep the Ethernet header.
+bool checkConsistency(const TalkerOptions& options, std::string& error) {
     const unsigned maximum = options.maximumChannels();
     for (const auto& [channel, text] : options.channelSignals) {
         if (channel >= maximum) {
@@ -329,7 +308,38 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
             return false;
         }
     }
-    out = options;
+    return true;
+}
+
+} // namespace
+
+bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptions& out, std::string& error) {
+    ParseState state;
+    OptionTable table;
+    addAddressOptions(table, state.options);
+    addFormatOptions(table, state.options);
+    addSignalOptions(table, state.options);
+    addTimingOptions(table, state);
+    addFaultOptions(table, state.options);
+
+    bool help = false;
+    if (!readArguments(arguments, table, state, help, error)) {
+        return false;
+    }
+    if (help) {
+        out = TalkerOptions();
+        out.help = true;
+        return true;
+    }
+    // The interface comes first among the checks, as the most likely thing a user forgot.
+    if (state.options.interfaceName.empty()) {
+        error = "option --interface is required";
+        return false;
+    }
+    if (!resolveFrameCount(state, error) || !checkConsistency(state.options, error)) {
+        return false;
+    }
+    out = state.options;
     return true;
 }
 
@@ -367,6 +377,7 @@ Stream:
 Signals (each a pure function of the sample index; see SignalGenerator.h):
   sine:FREQ[:AMP]   sine of FREQ Hz, AMP of full scale 0..1 (default 0.5)
   noise:SEED[:AMP]  seeded white noise (default AMP 0.5)
+  steps:FREQ:AMP1:AMP2:SECONDS  sine of FREQ Hz whose amplitude alternates AMP1, AMP2 every SECONDS
   silence           zeros
   counter[:START]   START, START+1, ... modulo 65536
   wav:PATH          16-bit PCM WAV file, looped; channel c plays file channel c modulo its channels

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "CommandLineValues.h"
+
 #include <array>
 #include <cstdint>
 #include <map>
@@ -10,85 +12,85 @@
 
 namespace avtptalker {
 
-using MacAddress = std::array<std::uint8_t, 6>;
+using MacAddress = commandline::MacAddress;
 
-/// Everything the command line of sonacore-avtp-talker says, checked for consistency.
-///
-/// Frame indices (the K of the fault options) count stream frames from 0: frame K is the K-th frame the
-/// stream generates, carries sequence number (first sequence + K) modulo 256 and the samples of instants
-/// K * S to K * S + S - 1, whether it is then sent, dropped or altered. Faults therefore never shift the
-/// samples or sequence numbers of other frames.
+// Everything the command line of sonacore-avtp-talker says, checked for consistency.
+//
+// Frame indices (the K of the fault options) count stream frames from 0: frame K is the K-th frame the
+// stream generates, carries sequence number (first sequence + K) modulo 256 and the samples of instants
+// K * S to K * S + S - 1, whether it is then sent, dropped or altered. Faults therefore never shift the
+// samples or sequence numbers of other frames.
 class TalkerOptions {
 public:
-    /// Interface to send on; required unless help was asked for.
+    // Interface to send on; required unless help was asked for.
     std::string interfaceName;
-    /// Source address; empty means the interface's own address.
+    // Source address; empty means the interface's own address.
     std::optional<MacAddress> sourceMac;
-    /// Destination address; by default a multicast address from the pool for AVTP streams.
+    // Destination address; by default a multicast address from the pool for AVTP streams.
     MacAddress destinationMac{{0x91, 0xe0, 0xf0, 0x00, 0x00, 0x01}};
-    /// Stream id; empty means the source address followed by unique id 0x0001.
+    // Stream id; empty means the source address followed by unique id 0x0001.
     std::optional<std::uint64_t> streamId;
-    /// Channels per frame from the first frame on, 1 to 1023.
+    // Channels per frame from the first frame on, 1 to 1023.
     unsigned channels = 2;
-    /// Samples per channel per frame, at least 1; 6 gives 8000 frames per second at 48 kHz.
+    // Samples per channel per frame, at least 1; 6 gives 8000 frames per second at 48 kHz.
     unsigned samplesPerFrame = 6;
-    /// Width of every sample on the wire: 16 (format INT_16BIT), 24 (INT_24BIT) or 32 (INT_32BIT) bits. A
-    /// wider sample carries the 16-bit signal value shifted up to fill its width, so full scale stays full
-    /// scale.
+    // Width of every sample on the wire: 16 (format INT_16BIT), 24 (INT_24BIT) or 32 (INT_32BIT) bits. A
+    // wider sample carries the 16-bit signal value shifted up to fill its width, so full scale stays full
+    // scale.
     unsigned sampleBits = 16;
-    /// VLAN ID, 0 to 4094, of an IEEE 802.1Q tag between the source address and the EtherType; empty for
-    /// untagged frames.
+    // VLAN ID, 0 to 4094, of an IEEE 802.1Q tag between the source address and the EtherType; empty for
+    // untagged frames.
     std::optional<unsigned> vlanId;
-    /// Priority code point of that tag, 0 to 7; 3 is the usual priority of class A streams.
+    // Priority code point of that tag, 0 to 7; 3 is the usual priority of class A streams.
     unsigned vlanPriority = 3;
-    /// Signal text for every channel without its own; empty means SignalGenerator::defaultFor.
+    // Signal text for every channel without its own; empty means SignalGenerator::defaultFor.
     std::string signal;
-    /// Signal text per channel, keyed by channel number from 0.
+    // Signal text per channel, keyed by channel number from 0.
     std::map<unsigned, std::string> channelSignals;
-    /// Number of stream frames to generate (from --count, or --duration times the frame rate); empty means
-    /// until SIGINT or SIGTERM.
+    // Number of stream frames to generate (from --count, or --duration times the frame rate); empty means
+    // until SIGINT or SIGTERM.
     std::optional<std::uint64_t> frameCount;
-    /// Send as fast as possible instead of pacing at the frame rate.
+    // Send as fast as possible instead of pacing at the frame rate.
     bool fast = false;
-    /// Sequence number of frame 0.
+    // Sequence number of frame 0.
     std::uint8_t firstSequenceNumber = 0;
-    /// SCHED_FIFO priority, 1 to 99; 0 keeps the normal scheduler.
+    // SCHED_FIFO priority, 1 to 99; 0 keeps the normal scheduler.
     int priority = 0;
-    /// File that receives one text line per frame sent; empty for none.
+    // File that receives one text line per frame sent; empty for none.
     std::string dumpPath;
 
-    /// Drop frames K with (K + 1) a multiple of this; 0 for none.
+    // Drop frames K with (K + 1) a multiple of this; 0 for none.
     std::uint64_t dropEvery = 0;
     std::set<std::uint64_t> dropAt;
-    /// Frames sent twice in a row, byte-identical.
+    // Frames sent twice in a row, byte-identical.
     std::set<std::uint64_t> repeatAt;
-    /// Frames K sent after frame K + 1.
+    // Frames K sent after frame K + 1.
     std::set<std::uint64_t> swapAt;
-    /// Channel count from frame K on, 0 to 1023.
+    // Channel count from frame K on, 0 to 1023.
     std::map<std::uint64_t, unsigned> channelsAt;
-    /// Frame K sent cut to this many bytes (Ethernet header included, at least 14).
+    // Frame K sent cut to this many bytes (Ethernet header included, at least 14).
     std::map<std::uint64_t, unsigned> truncateAt;
-    /// Frame K stating this stream data length, whatever its payload.
+    // Frame K stating this stream data length, whatever its payload.
     std::map<std::uint64_t, unsigned> dataLengthAt;
-    /// A stray copy of frame K with this subtype byte, sent just before it.
+    // A stray copy of frame K with this subtype byte, sent just before it.
     std::map<std::uint64_t, unsigned> insertSubtype;
-    /// A stray copy of frame K with this EtherType, sent just before it.
+    // A stray copy of frame K with this EtherType, sent just before it.
     std::map<std::uint64_t, unsigned> insertEtherType;
 
-    /// Print usage and exit 0.
+    // Print usage and exit 0.
     bool help = false;
 
-    /// Parses the arguments after the program name. Returns false and sets `error` to one sentence for an
-    /// unknown option, a missing or malformed value, or options that contradict each other.
+    // Parses the arguments after the program name. Returns false and sets `error` to one sentence for an
+    // unknown option, a missing or malformed value, or options that contradict each other.
     static bool parse(const std::vector<std::string>& arguments, TalkerOptions& out, std::string& error);
 
-    /// The --help text.
+    // The --help text.
     static std::string usage();
 
-    /// Highest channel count any frame of the stream can have.
+    // Highest channel count any frame of the stream can have.
     unsigned maximumChannels() const;
 
-    /// Bytes of one sample on the wire: sampleBits / 8.
+    // Bytes of one sample on the wire: sampleBits / 8.
     unsigned sampleBytes() const { return sampleBits / 8; }
 };
 

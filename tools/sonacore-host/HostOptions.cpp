@@ -1,46 +1,19 @@
 #include "HostOptions.h"
 
-#include <cctype>
-#include <cerrno>
-#include <cmath>
-#include <cstdlib>
+#include "CommandLineValues.h"
+
+#include <optional>
 #include <sstream>
 
 namespace host {
 namespace {
 
-bool parseNumber(const std::string& text, std::uint64_t minimum, std::uint64_t maximum,
-                 std::uint64_t& value) {
-    if (text.empty() || !std::isdigit(static_cast<unsigned char>(text[0]))) {
-        return false;
+// Stores a value that parsed; false when there was none.
+template <typename Value> bool store(const std::optional<Value>& parsed, Value& target) {
+    if (parsed) {
+        target = *parsed;
     }
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long parsed = std::strtoull(text.c_str(), &end, 10);
-    if (errno != 0 || *end != '\0' || parsed < minimum || parsed > maximum) {
-        return false;
-    }
-    value = parsed;
-    return true;
-}
-
-// "00:a0:c9:11:22:33", "00-a0-c9-11-22-33" or "00a0c9112233" become "00a0c9112233".
-bool parseMac(const std::string& text, std::string& key) {
-    std::string digits;
-    for (const char character : text) {
-        if (character == ':' || character == '-') {
-            continue;
-        }
-        if (!std::isxdigit(static_cast<unsigned char>(character))) {
-            return false;
-        }
-        digits += static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-    }
-    if (digits.size() != 12) {
-        return false;
-    }
-    key = digits;
-    return true;
+    return parsed.has_value();
 }
 
 bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
@@ -48,11 +21,11 @@ bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
     std::stringstream stream(text);
     std::string item;
     while (std::getline(stream, item, ',')) {
-        std::uint64_t channel = 0;
-        if (!parseNumber(item, 0, 255, channel)) {
+        const std::optional<std::uint64_t> channel = commandline::parseNumber(item, 0, 255);
+        if (!channel) {
             return false;
         }
-        parsed.push_back(static_cast<unsigned>(channel));
+        parsed.push_back(static_cast<unsigned>(*channel));
     }
     if (parsed.empty()) {
         return false;
@@ -90,34 +63,36 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             options.adapter = value;
             good = !value.empty();
         } else if (name == "--mac") {
-            if (!parseMac(value, options.deviceKey)) {
+            const std::optional<commandline::MacAddress> mac = commandline::parseMac(value);
+            if (!mac) {
                 error = "The MAC address '" + value +
                         "' is malformed: give six hexadecimal bytes such as 00:a0:c9:11:22:33.";
                 return false;
             }
+            options.deviceKey = commandline::deviceKey(*mac);
             options.macGiven = true;
         } else if (name == "--channels") {
-            good = parseNumber(value, 1, 255, options.channels);
+            good = store(commandline::parseNumber(value, 1, 255), options.channels);
             options.channelsGiven = true;
         } else if (name == "--samples-per-frame") {
-            good = parseNumber(value, 1, 65535, options.samplesPerFrame);
+            good = store(commandline::parseNumber(value, 1, 65535), options.samplesPerFrame);
             options.samplesPerFrameGiven = true;
         } else if (name == "--sample-size") {
-            good = parseNumber(value, 1, 8, options.sampleSize);
+            good = store(commandline::parseNumber(value, 1, 8), options.sampleSize);
         } else if (name == "--buffer-size") {
-            good = parseNumber(value, 1, 100000000, options.bufferSize);
+            good = store(commandline::parseNumber(value, 1, 100000000), options.bufferSize);
         } else if (name == "--signaling") {
-            good = parseNumber(value, 1, 100000000, options.signalingAmount);
+            good = store(commandline::parseNumber(value, 1, 100000000), options.signalingAmount);
         } else if (name == "--clock-period") {
-            good = parseNumber(value, 0, 3600000, options.clockPeriodMs);
+            good = store(commandline::parseNumber(value, 0, 3600000), options.clockPeriodMs);
         } else if (name == "--meter") {
             good = parseChannels(value, options.meteredChannels);
             options.meterGiven = good;
         } else if (name == "--seconds") {
-            good = parseNumber(value, 1, 3600, number);
+            good = store(commandline::parseNumber(value, 1, 3600), number);
             options.discoverySeconds = static_cast<double>(number);
         } else if (name == "--duration") {
-            good = parseNumber(value, 1, 86400, number);
+            good = store(commandline::parseNumber(value, 1, 86400), number);
             options.durationSeconds = static_cast<double>(number);
         } else if (name == "--talker") {
             options.talkerPath = value;
