@@ -23,8 +23,36 @@ constexpr std::uint32_t channelsPerFrameOffset = 32;
 constexpr std::uint32_t streamDataLengthOffset = 34;
 constexpr std::uint32_t payloadOffset = 38;
 
+// The fields this system does not read, named for the programs that write whole frames: the stream-valid,
+// version and timestamp-valid bits (15), timestamp uncertain (17), the sample format (30), the nominal rate
+// in the high nibble with the channel count's two high bits in the low two (31), the bit depth (33), and the
+// sparse-timestamp and event bits with a reserved byte (36, 37).
+constexpr std::uint32_t validityOffset = 15;
+constexpr std::uint32_t timestampUncertainOffset = 17;
+constexpr std::uint32_t formatOffset = 30;
+constexpr std::uint32_t nominalRateOffset = 31;
+constexpr std::uint32_t bitDepthOffset = 33;
+constexpr std::uint32_t eventOffset = 36;
+constexpr std::uint32_t reservedOffset = 37;
+
+// The Ethernet header's length without a VLAN tag, and the length of one IEEE 802.1Q tag, which sits in
+// front of the EtherType and moves every later field up by its size.
+constexpr std::uint32_t ethernetHeaderSize = 14;
+constexpr std::uint32_t vlanTagSize = 4;
+constexpr std::uint16_t avtpEtherType = 0x22f0;
+constexpr std::uint16_t vlanEtherType = 0x8100;
+
 // The AVTP subtype of the AAF audio format, the only one accepted.
 constexpr std::uint8_t aafSubtype = 2;
+
+// The validity byte of a normal stream frame: the stream ID and the timestamp are valid, version 0.
+constexpr std::uint8_t streamAndTimestampValid = 0x81;
+
+// The sample formats of the format field, and the nominal rate code of 48 kHz.
+constexpr std::uint8_t formatInt32 = 0x02;
+constexpr std::uint8_t formatInt24 = 0x03;
+constexpr std::uint8_t formatInt16 = 0x04;
+constexpr std::uint8_t nominalRate48kHz = 0x05;
 
 // The most channels an AAF frame can state: its channels-per-frame field has 10 bits.
 constexpr std::uint64_t maximumChannels = 1023;

@@ -1,5 +1,6 @@
 // Frames per second and nanoseconds per sample through the receiver's packet entry, for frames of 6 samples
 // per channel, each sample converted and written under its buffer's lock, with signalling on.
+#include "avb/AvtpFrame.h"
 #include "avb/AvtpPacketReceiver.h"
 #include "sonacore/BufferConfiguration.h"
 #include "sonacore/DeviceConfiguration.h"
@@ -8,26 +9,41 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <cstdint>
+#include <iterator>
 #include <vector>
 
 namespace {
 
 void quiet(QtMsgType, const QMessageLogContext&, const QString&) {}
 
+void put16(std::vector<std::uint8_t>& frame, std::uint32_t offset, std::uint32_t value) {
+    frame[offset] = static_cast<std::uint8_t>(value >> 8);
+    frame[offset + 1] = static_cast<std::uint8_t>(value);
+}
+
+// An AAF frame of 16-bit samples from device 00:a0:c9:11:22:33, stream ID 00a0c9112233:0001.
 std::vector<std::uint8_t> aafFrame(int channels, int samplesPerChannel) {
-    std::vector<std::uint8_t> frame = {0x91, 0xe0, 0xf0, 0x00, 0xfe, 0x01, 0x00, 0xa0, 0xc9, 0x11, 0x22,
-                                       0x33, 0x22, 0xf0, 0x02, 0x81, 0x00, 0x00, 0x00, 0xa0, 0xc9, 0x11,
-                                       0x22, 0x33, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00, 0x04, 0x50};
+    using namespace avb::avtp;
     const int length = channels * samplesPerChannel * 2;
-    frame.push_back(static_cast<std::uint8_t>(channels));
-    frame.push_back(16);
-    frame.push_back(static_cast<std::uint8_t>(length >> 8));
-    frame.push_back(static_cast<std::uint8_t>(length & 0xff));
-    frame.push_back(0);
-    frame.push_back(0);
+    std::vector<std::uint8_t> frame(payloadOffset + static_cast<std::size_t>(length), 0);
+    const std::uint8_t destination[] = {0x91, 0xe0, 0xf0, 0x00, 0xfe, 0x01};
+    const std::uint8_t source[] = {0x00, 0xa0, 0xc9, 0x11, 0x22, 0x33};
+    std::copy(std::begin(destination), std::end(destination), frame.begin() + destinationMacOffset);
+    std::copy(std::begin(source), std::end(source), frame.begin() + sourceMacOffset);
+    put16(frame, etherTypeOffset, avtpEtherType);
+    frame[subtypeOffset] = aafSubtype;
+    frame[validityOffset] = streamAndTimestampValid;
+    std::copy(std::begin(source), std::end(source), frame.begin() + streamIdOffset);
+    put16(frame, streamIdOffset + macSize, 0x0001);
+    frame[formatOffset] = formatInt16;
+    frame[nominalRateOffset] = static_cast<std::uint8_t>(nominalRate48kHz << 4);
+    frame[channelsPerFrameOffset] = static_cast<std::uint8_t>(channels);
+    frame[bitDepthOffset] = 16;
+    put16(frame, streamDataLengthOffset, static_cast<std::uint32_t>(length));
     for (int index = 0; index < length; ++index) {
-        frame.push_back(static_cast<std::uint8_t>(index * 29));
+        frame[payloadOffset + static_cast<std::size_t>(index)] = static_cast<std::uint8_t>(index * 29);
     }
     return frame;
 }
@@ -48,7 +64,7 @@ void packetEntry(benchmark::State& state) {
     header.len = header.caplen = static_cast<bpf_u_int32>(frame.size());
     std::uint8_t sequence = 0;
     for (auto _ : state) {
-        frame[16] = sequence++;
+        frame[avb::avtp::sequenceNumberOffset] = sequence++;
         receiver.receivePacket(nullptr, &header, frame.data());
     }
     if (receiver.getMissedPackets() != 0) {

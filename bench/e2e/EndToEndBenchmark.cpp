@@ -16,6 +16,7 @@
 // itself and this process runs on the others (on a two-processor machine, the library has one).
 //
 // Run as root: scripts/run-benchmarks.sh --benchmark_filter=endToEnd
+#include "avb/AvtpFrame.h"
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
 #include "sonacore/ISoundLevelValueConfig.h"
@@ -70,10 +71,14 @@ struct SideCapture {
                 handle, 0,
                 [](unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) {
                     auto* self = reinterpret_cast<SideCapture*>(user);
-                    if (header->caplen < 40 || frame[12] != 0x22 || frame[13] != 0xf0) {
+                    using namespace avb::avtp;
+                    const avb::AvtpFrameReader reader(frame, header->caplen);
+                    if (!reader.holds(payloadOffset, 2) ||
+                        reader.bigEndian16At(etherTypeOffset) != avtpEtherType) {
                         return;
                     }
-                    const auto counter = static_cast<std::uint16_t>((frame[38] << 8) | frame[39]);
+                    // The first sample of channel 0: the talker's counter signal.
+                    const std::uint16_t counter = reader.bigEndian16At(payloadOffset);
                     std::lock_guard<std::mutex> lock(self->mutex);
                     self->frames.emplace_back(
                         static_cast<double>(header->ts.tv_sec) + header->ts.tv_usec * 1e-6, counter);

@@ -19,27 +19,27 @@ PacketSocket::~PacketSocket() {
 }
 
 PacketSocket::PacketSocket(PacketSocket&& other) noexcept
-    : m_fd(other.m_fd), m_interfaceName(std::move(other.m_interfaceName)),
-      m_hardwareAddress(other.m_hardwareAddress), m_mtu(other.m_mtu) {
-    other.m_fd = -1;
+    : fd(other.fd), boundInterfaceName(std::move(other.boundInterfaceName)),
+      interfaceAddress(other.interfaceAddress), interfaceMtu(other.interfaceMtu) {
+    other.fd = -1;
 }
 
 PacketSocket& PacketSocket::operator=(PacketSocket&& other) noexcept {
     if (this != &other) {
         close();
-        m_fd = other.m_fd;
-        m_interfaceName = std::move(other.m_interfaceName);
-        m_hardwareAddress = other.m_hardwareAddress;
-        m_mtu = other.m_mtu;
-        other.m_fd = -1;
+        fd = other.fd;
+        boundInterfaceName = std::move(other.boundInterfaceName);
+        interfaceAddress = other.interfaceAddress;
+        interfaceMtu = other.interfaceMtu;
+        other.fd = -1;
     }
     return *this;
 }
 
 void PacketSocket::close() {
-    if (m_fd >= 0) {
-        ::close(m_fd);
-        m_fd = -1;
+    if (fd >= 0) {
+        ::close(fd);
+        fd = -1;
     }
 }
 
@@ -58,8 +58,8 @@ bool PacketSocket::open(const std::string& interfaceName, std::string& error) {
         return false;
     }
 
-    const int fd = ::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0);
-    if (fd < 0) {
+    const int opened = ::socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC, 0);
+    if (opened < 0) {
         if (errno == EPERM || errno == EACCES) {
             error = "no permission to open a raw packet socket; run as root or grant CAP_NET_RAW";
         } else {
@@ -67,31 +67,31 @@ bool PacketSocket::open(const std::string& interfaceName, std::string& error) {
         }
         return false;
     }
-    m_fd = fd;
-    m_interfaceName = interfaceName;
+    fd = opened;
+    boundInterfaceName = interfaceName;
 
     ifreq request{};
     std::strncpy(request.ifr_name, interfaceName.c_str(), IFNAMSIZ - 1);
-    if (::ioctl(m_fd, SIOCGIFHWADDR, &request) < 0) {
+    if (::ioctl(fd, SIOCGIFHWADDR, &request) < 0) {
         error = "cannot read the hardware address of '" + interfaceName + "': " + std::strerror(errno);
         close();
         return false;
     }
     std::copy_n(reinterpret_cast<const std::uint8_t*>(request.ifr_hwaddr.sa_data), 6,
-                m_hardwareAddress.begin());
-    if (::ioctl(m_fd, SIOCGIFMTU, &request) < 0) {
+                interfaceAddress.begin());
+    if (::ioctl(fd, SIOCGIFMTU, &request) < 0) {
         error = "cannot read the MTU of '" + interfaceName + "': " + std::strerror(errno);
         close();
         return false;
     }
-    m_mtu = static_cast<unsigned>(request.ifr_mtu);
+    interfaceMtu = static_cast<unsigned>(request.ifr_mtu);
 
     // Binding with protocol 0 fixes the interface for send() without subscribing to any received frames.
     sockaddr_ll address{};
     address.sll_family = AF_PACKET;
     address.sll_protocol = 0;
     address.sll_ifindex = static_cast<int>(index);
-    if (::bind(m_fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0) {
+    if (::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0) {
         error = "cannot bind a raw packet socket to '" + interfaceName + "': " + std::strerror(errno);
         close();
         return false;
@@ -101,7 +101,7 @@ bool PacketSocket::open(const std::string& interfaceName, std::string& error) {
 
 bool PacketSocket::send(const std::uint8_t* frame, std::size_t length, std::string& error) {
     while (true) {
-        const ssize_t sent = ::send(m_fd, frame, length, 0);
+        const ssize_t sent = ::send(fd, frame, length, 0);
         if (sent == static_cast<ssize_t>(length)) {
             return true;
         }
@@ -121,12 +121,12 @@ bool PacketSocket::send(const std::uint8_t* frame, std::size_t length, std::stri
             continue;
         }
         if (errno == ENETDOWN) {
-            error = "interface '" + m_interfaceName + "' is down";
+            error = "interface '" + boundInterfaceName + "' is down";
         } else if (errno == EMSGSIZE) {
             error = "a frame of " + std::to_string(length) + " bytes is too long for interface '" +
-                    m_interfaceName + "'";
+                    boundInterfaceName + "'";
         } else {
-            error = "cannot send on '" + m_interfaceName + "': " + std::strerror(errno);
+            error = "cannot send on '" + boundInterfaceName + "': " + std::strerror(errno);
         }
         return false;
     }

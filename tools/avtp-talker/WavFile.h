@@ -10,18 +10,18 @@
 
 namespace avtptalker {
 
-/// The samples of a 16-bit PCM WAV file, loaded whole into memory.
-///
-/// Accepts RIFF/WAVE files whose "fmt " chunk says PCM (format tag 1, or 0xFFFE with a PCM sub-format)
-/// with 16 bits per sample and 1 to 1023 channels. Samples are stored interleaved by channel, as in the
-/// file, converted from the file's little-endian order to host order. The file's sample rate is kept
-/// only for information: the talker sends the samples as they are, at 48 kHz.
-///
-/// Header-only so that tests can load the same file the talker sends and compare bit by bit.
+// The samples of a 16-bit PCM WAV file, loaded whole into memory.
+//
+// Accepts RIFF/WAVE files whose "fmt " chunk says PCM (format tag 1, or 0xFFFE with a PCM sub-format)
+// with 16 bits per sample and 1 to 1023 channels. Samples are stored interleaved by channel, as in the
+// file, converted from the file's little-endian order to host order. The file's sample rate is kept
+// only for information: the talker sends the samples as they are, at 48 kHz.
+//
+// Header-only so that tests can load the same file the talker sends and compare bit by bit.
 class WavFile {
 public:
-    /// Loads `path`. Returns false and sets `error` to one sentence when the file cannot be read or is
-    /// not a 16-bit PCM WAV file; `out` is then left unchanged.
+    // Loads `path`. Returns false and sets `error` to one sentence when the file cannot be read or is
+    // not a 16-bit PCM WAV file; `out` is then left unchanged.
     static bool load(const std::string& path, WavFile& out, std::string& error) {
         std::ifstream stream(path, std::ios::binary);
         if (!stream) {
@@ -76,9 +76,9 @@ public:
                 for (std::size_t i = 0; i < samples->size(); ++i) {
                     (*samples)[i] = static_cast<std::int16_t>(readLe16(body + 2 * i));
                 }
-                out.m_channels = channels;
-                out.m_sampleRate = sampleRate;
-                out.m_samples = std::move(samples);
+                out.channelCount = channels;
+                out.statedRate = sampleRate;
+                out.sampleData = std::move(samples);
                 return true;
             }
             offset += 8 + size + (size & 1u);
@@ -87,17 +87,17 @@ public:
         return false;
     }
 
-    /// Channel count of the file, 1 to 1023 once loaded.
-    unsigned channels() const { return m_channels; }
+    // Channel count of the file, 1 to 1023 once loaded.
+    unsigned channels() const { return channelCount; }
 
-    /// Sample rate the file states, in Hz.
-    std::uint32_t sampleRate() const { return m_sampleRate; }
+    // Sample rate the file states, in Hz.
+    std::uint32_t sampleRate() const { return statedRate; }
 
-    /// Number of sample instants (samples per channel).
-    std::size_t frames() const { return m_channels == 0 ? 0 : m_samples->size() / m_channels; }
+    // Number of sample instants (samples per channel).
+    std::size_t frames() const { return channelCount == 0 ? 0 : sampleData->size() / channelCount; }
 
-    /// All samples, interleaved by channel; shared so that many channel signals can use one file cheaply.
-    std::shared_ptr<const std::vector<std::int16_t>> samples() const { return m_samples; }
+    // All samples, interleaved by channel; shared so that many channel signals can use one file cheaply.
+    std::shared_ptr<const std::vector<std::int16_t>> samples() const { return sampleData; }
 
 private:
     static unsigned readLe16(const unsigned char* p) { return p[0] | (p[1] << 8); }
@@ -105,9 +105,9 @@ private:
         return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
     }
 
-    unsigned m_channels = 0;
-    std::uint32_t m_sampleRate = 0;
-    std::shared_ptr<const std::vector<std::int16_t>> m_samples =
+    unsigned channelCount = 0;
+    std::uint32_t statedRate = 0;
+    std::shared_ptr<const std::vector<std::int16_t>> sampleData =
         std::make_shared<std::vector<std::int16_t>>();
 };
 
