@@ -28,27 +28,27 @@ using namespace std::chrono_literals;
 
 // Offsets from the first byte of the Ethernet header; spelt out here rather than taken from the talker,
 // so that the test checks the talker instead of repeating it.
-constexpr std::size_t kEtherTypeOffset = 12;
-constexpr std::size_t kSubtypeOffset = 14;
-constexpr std::size_t kFlagsOffset = 15;
-constexpr std::size_t kSequenceOffset = 16;
-constexpr std::size_t kTimestampUncertainOffset = 17;
-constexpr std::size_t kStreamIdOffset = 18;
-constexpr std::size_t kTimestampOffset = 26;
-constexpr std::size_t kFormatOffset = 30;
-constexpr std::size_t kRateAndChannelsHighOffset = 31;
-constexpr std::size_t kChannelsOffset = 32;
-constexpr std::size_t kBitDepthOffset = 33;
-constexpr std::size_t kDataLengthOffset = 34;
-constexpr std::size_t kSparseAndEventOffset = 36;
-constexpr std::size_t kReservedOffset = 37;
-constexpr std::size_t kPayloadOffset = 38;
+constexpr std::size_t etherTypeOffset = 12;
+constexpr std::size_t subtypeOffset = 14;
+constexpr std::size_t flagsOffset = 15;
+constexpr std::size_t sequenceOffset = 16;
+constexpr std::size_t timestampUncertainOffset = 17;
+constexpr std::size_t streamIdOffset = 18;
+constexpr std::size_t timestampOffset = 26;
+constexpr std::size_t formatOffset = 30;
+constexpr std::size_t rateAndChannelsHighOffset = 31;
+constexpr std::size_t channelsOffset = 32;
+constexpr std::size_t bitDepthOffset = 33;
+constexpr std::size_t dataLengthOffset = 34;
+constexpr std::size_t sparseAndEventOffset = 36;
+constexpr std::size_t reservedOffset = 37;
+constexpr std::size_t payloadOffset = 38;
 
-const std::array<std::uint8_t, 6> kSource{{0x02, 0x53, 0x43, 0x00, 0x00, 0x01}};
-const std::array<std::uint8_t, 6> kOtherSource{{0x02, 0x53, 0x43, 0x00, 0x00, 0x02}};
-const std::array<std::uint8_t, 6> kDefaultDestination{{0x91, 0xe0, 0xf0, 0x00, 0x00, 0x01}};
-const std::string kSourceText = "02:53:43:00:00:01";
-const std::string kOtherSourceText = "02:53:43:00:00:02";
+const std::array<std::uint8_t, 6> source{{0x02, 0x53, 0x43, 0x00, 0x00, 0x01}};
+const std::array<std::uint8_t, 6> otherSource{{0x02, 0x53, 0x43, 0x00, 0x00, 0x02}};
+const std::array<std::uint8_t, 6> defaultDestination{{0x91, 0xe0, 0xf0, 0x00, 0x00, 0x01}};
+const std::string sourceText = "02:53:43:00:00:01";
+const std::string otherSourceText = "02:53:43:00:00:02";
 
 unsigned be16(const CapturedFrame& frame, std::size_t offset) {
     return (frame.bytes.at(offset) << 8) | frame.bytes.at(offset + 1);
@@ -63,7 +63,7 @@ std::uint64_t be64(const CapturedFrame& frame, std::size_t offset) {
 }
 
 std::int16_t sampleOf(const CapturedFrame& frame, std::size_t index) {
-    return static_cast<std::int16_t>(static_cast<std::uint16_t>(be16(frame, kPayloadOffset + 2 * index)));
+    return static_cast<std::int16_t>(static_cast<std::uint16_t>(be16(frame, payloadOffset + 2 * index)));
 }
 
 bool hasAddress(const CapturedFrame& frame, std::size_t offset, const std::array<std::uint8_t, 6>& address) {
@@ -71,7 +71,7 @@ bool hasAddress(const CapturedFrame& frame, std::size_t offset, const std::array
            std::equal(address.begin(), address.end(), frame.bytes.begin() + offset);
 }
 
-/// Generators as the talker makes them: the channel's own text, else the common one, else the default.
+// Generators as the talker makes them: the channel's own text, else the common one, else the default.
 std::vector<SignalGenerator> generators(unsigned channels, const std::string& common = "",
                                         const std::vector<std::pair<unsigned, std::string>>& own = {}) {
     std::vector<SignalGenerator> result;
@@ -92,32 +92,32 @@ std::vector<SignalGenerator> generators(unsigned channels, const std::string& co
     return result;
 }
 
-/// Checks every field the talker does not vary, the sequence number, the channel count and the data
-/// length of an unaltered AAF frame.
+// Checks every field the talker does not vary, the sequence number, the channel count and the data
+// length of an unaltered AAF frame.
 void expectAafHeader(const CapturedFrame& frame, std::uint8_t sequence, unsigned channels,
                      unsigned samplesPerFrame) {
-    ASSERT_GE(frame.bytes.size(), kPayloadOffset);
-    EXPECT_EQ(be16(frame, kEtherTypeOffset), 0x22f0u);
-    EXPECT_EQ(frame.bytes[kSubtypeOffset], 0x02) << "subtype AAF";
-    EXPECT_EQ(frame.bytes[kFlagsOffset], 0x81) << "sv=1, version 0, mr=0, gv=0, tv=1";
-    EXPECT_EQ(frame.bytes[kSequenceOffset], sequence);
-    EXPECT_EQ(frame.bytes[kTimestampUncertainOffset], 0x00) << "tu=0";
-    EXPECT_EQ(frame.bytes[kFormatOffset], 0x04) << "format INT_16BIT";
-    EXPECT_EQ(frame.bytes[kRateAndChannelsHighOffset], 0x50 | ((channels >> 8) & 0x03))
+    ASSERT_GE(frame.bytes.size(), payloadOffset);
+    EXPECT_EQ(be16(frame, etherTypeOffset), 0x22f0u);
+    EXPECT_EQ(frame.bytes[subtypeOffset], 0x02) << "subtype AAF";
+    EXPECT_EQ(frame.bytes[flagsOffset], 0x81) << "sv=1, version 0, mr=0, gv=0, tv=1";
+    EXPECT_EQ(frame.bytes[sequenceOffset], sequence);
+    EXPECT_EQ(frame.bytes[timestampUncertainOffset], 0x00) << "tu=0";
+    EXPECT_EQ(frame.bytes[formatOffset], 0x04) << "format INT_16BIT";
+    EXPECT_EQ(frame.bytes[rateAndChannelsHighOffset], 0x50 | ((channels >> 8) & 0x03))
         << "nominal sample rate 48 kHz and the channel count's high bits";
-    EXPECT_EQ(frame.bytes[kChannelsOffset], channels & 0xff);
-    EXPECT_EQ(frame.bytes[kBitDepthOffset], 16);
-    EXPECT_EQ(be16(frame, kDataLengthOffset), 2 * channels * samplesPerFrame);
-    EXPECT_EQ(frame.bytes[kSparseAndEventOffset], 0x00) << "sp=0 (normal), evt=0";
-    EXPECT_EQ(frame.bytes[kReservedOffset], 0x00);
-    EXPECT_EQ(frame.wireLength, kPayloadOffset + 2 * channels * samplesPerFrame);
+    EXPECT_EQ(frame.bytes[channelsOffset], channels & 0xff);
+    EXPECT_EQ(frame.bytes[bitDepthOffset], 16);
+    EXPECT_EQ(be16(frame, dataLengthOffset), 2 * channels * samplesPerFrame);
+    EXPECT_EQ(frame.bytes[sparseAndEventOffset], 0x00) << "sp=0 (normal), evt=0";
+    EXPECT_EQ(frame.bytes[reservedOffset], 0x00);
+    EXPECT_EQ(frame.wireLength, payloadOffset + 2 * channels * samplesPerFrame);
     EXPECT_EQ(frame.bytes.size(), frame.wireLength);
 }
 
-/// Checks the payload of the frame carrying stream frame `index` against the generators, sample by sample.
+// Checks the payload of the frame carrying stream frame `index` against the generators, sample by sample.
 void expectSamples(const CapturedFrame& frame, std::uint64_t index, unsigned channels,
                    unsigned samplesPerFrame, const std::vector<SignalGenerator>& signals) {
-    ASSERT_EQ(frame.bytes.size(), kPayloadOffset + 2 * channels * samplesPerFrame);
+    ASSERT_EQ(frame.bytes.size(), payloadOffset + 2 * channels * samplesPerFrame);
     for (unsigned s = 0; s < samplesPerFrame; ++s) {
         for (unsigned c = 0; c < channels; ++c) {
             const std::uint64_t n = index * samplesPerFrame + s;
@@ -130,12 +130,12 @@ void expectSamples(const CapturedFrame& frame, std::uint64_t index, unsigned cha
 std::vector<std::uint8_t> sequenceNumbers(const std::vector<CapturedFrame>& frames) {
     std::vector<std::uint8_t> numbers;
     for (const CapturedFrame& frame : frames) {
-        numbers.push_back(frame.bytes.at(kSequenceOffset));
+        numbers.push_back(frame.bytes.at(sequenceOffset));
     }
     return numbers;
 }
 
-/// A file under /tmp that is removed when the test ends.
+// A file under /tmp that is removed when the test ends.
 class TemporaryFile {
 public:
     explicit TemporaryFile(const std::string& suffix) {
@@ -143,27 +143,27 @@ public:
         const int fd = ::mkstemps(pattern.data(), static_cast<int>(suffix.size()));
         if (fd >= 0) {
             ::close(fd);
-            m_path = pattern;
+            filePath = pattern;
         }
     }
     ~TemporaryFile() {
-        if (!m_path.empty()) {
-            std::remove(m_path.c_str());
+        if (!filePath.empty()) {
+            std::remove(filePath.c_str());
         }
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-    const std::string& path() const { return m_path; }
+    const std::string& path() const { return filePath; }
 
 private:
-    std::string m_path;
+    std::string filePath;
 };
 
 class AvtpTalkerLiveTest : public testsupport::NetnsFixture {
 protected:
-    /// Opens a capture on the root end, runs one talker with `arguments` to its end and returns every frame
-    /// that arrived.
+    // Opens a capture on the root end, runs one talker with `arguments` to its end and returns every frame
+    // that arrived.
     std::vector<CapturedFrame> sendAndCapture(const std::vector<std::string>& arguments,
                                               const std::string& filter = "ether proto 0x22f0") {
         std::string error;
@@ -174,25 +174,25 @@ protected:
         }
         ChildProcess& talker = startTalker(arguments);
         EXPECT_TRUE(talkerSucceeded(talker, 60s));
-        m_talkerOutput = talker.output();
+        talkerOutput = talker.output();
         std::vector<CapturedFrame> frames = capture->settle();
         EXPECT_EQ(capture->kernelDrops(), 0u);
         return frames;
     }
 
-    std::string m_talkerOutput;
+    std::string talkerOutput;
 };
 
 TEST_F(AvtpTalkerLiveTest, HeaderFieldsAreThoseOfAConformingAafTalker) {
     const auto frames =
-        sendAndCapture({"--source-mac", kSourceText, "--destination-mac", "91:e0:f0:00:12:34", "--stream-id",
+        sendAndCapture({"--source-mac", sourceText, "--destination-mac", "91:e0:f0:00:12:34", "--stream-id",
                         "0x0253430000010007", "--channels", "2", "--count", "4"});
     ASSERT_EQ(frames.size(), 4u);
     for (std::size_t i = 0; i < frames.size(); ++i) {
         SCOPED_TRACE("frame " + std::to_string(i));
         EXPECT_TRUE(hasAddress(frames[i], 0, {{0x91, 0xe0, 0xf0, 0x00, 0x12, 0x34}}));
-        EXPECT_TRUE(hasAddress(frames[i], 6, kSource));
-        EXPECT_EQ(be64(frames[i], kStreamIdOffset), 0x0253430000010007u);
+        EXPECT_TRUE(hasAddress(frames[i], 6, source));
+        EXPECT_EQ(be64(frames[i], streamIdOffset), 0x0253430000010007u);
         expectAafHeader(frames[i], static_cast<std::uint8_t>(i), 2, 6);
     }
 }
@@ -201,7 +201,7 @@ TEST_F(AvtpTalkerLiveTest, PresentationTimesAdvanceByOneFramePeriod) {
     const auto frames = sendAndCapture({"--count", "5", "--samples-per-frame", "6"});
     ASSERT_EQ(frames.size(), 5u);
     for (std::size_t i = 1; i < frames.size(); ++i) {
-        EXPECT_EQ(be32(frames[i], kTimestampOffset) - be32(frames[i - 1], kTimestampOffset), 125000u)
+        EXPECT_EQ(be32(frames[i], timestampOffset) - be32(frames[i - 1], timestampOffset), 125000u)
             << "6 samples at 48 kHz last 125 us";
     }
 }
@@ -224,10 +224,10 @@ TEST_F(AvtpTalkerLiveTest, DefaultsAreTheInterfaceAddressAMulticastDestinationAn
 
     const auto frames = sendAndCapture({"--count", "1"});
     ASSERT_EQ(frames.size(), 1u);
-    EXPECT_TRUE(hasAddress(frames[0], 0, kDefaultDestination));
+    EXPECT_TRUE(hasAddress(frames[0], 0, defaultDestination));
     EXPECT_TRUE(hasAddress(frames[0], 6, own));
-    EXPECT_TRUE(hasAddress(frames[0], kStreamIdOffset, own));
-    EXPECT_EQ(be16(frames[0], kStreamIdOffset + 6), 0x0001u);
+    EXPECT_TRUE(hasAddress(frames[0], streamIdOffset, own));
+    EXPECT_EQ(be16(frames[0], streamIdOffset + 6), 0x0001u);
     expectAafHeader(frames[0], 0, 2, 6);
     expectSamples(frames[0], 0, 2, 6, generators(2));
 }
@@ -332,8 +332,8 @@ TEST_F(AvtpTalkerLiveTest, WavFileIsSentSampleExactAndLoops) {
 
 TEST_F(AvtpTalkerLiveTest, CountStopsTheStreamAfterExactlyThatManyFrames) {
     EXPECT_EQ(sendAndCapture({"--count", "37"}).size(), 37u);
-    EXPECT_NE(m_talkerOutput.find("frames sent: 37 (stream frames 37, stray 0)"), std::string::npos)
-        << m_talkerOutput;
+    EXPECT_NE(talkerOutput.find("frames sent: 37 (stream frames 37, stray 0)"), std::string::npos)
+        << talkerOutput;
 }
 
 TEST_F(AvtpTalkerLiveTest, DurationStopsTheStreamAfterItsWorthOfFrames) {
@@ -353,7 +353,7 @@ TEST_F(AvtpTalkerLiveTest, RunsUntilTerminatedWhenNeitherCountNorDurationIsGiven
 
     const auto frames = capture->settle();
     for (std::size_t i = 0; i < frames.size(); ++i) {
-        ASSERT_EQ(frames[i].bytes.at(kSequenceOffset), i % 256);
+        ASSERT_EQ(frames[i].bytes.at(sequenceOffset), i % 256);
         ASSERT_EQ(sampleOf(frames[i], 0), static_cast<std::int16_t>(i * 6));
     }
 }
@@ -364,7 +364,7 @@ TEST_F(AvtpTalkerLiveTest, FastModeSendsEveryFrameInOrder) {
     for (std::size_t i = 0; i < frames.size(); ++i) {
         ASSERT_EQ(sampleOf(frames[i], 0), static_cast<std::int16_t>(i * 6)) << "frame " << i;
     }
-    EXPECT_NE(m_talkerOutput.find("lateness: not measured"), std::string::npos) << m_talkerOutput;
+    EXPECT_NE(talkerOutput.find("lateness: not measured"), std::string::npos) << talkerOutput;
 }
 
 TEST_F(AvtpTalkerLiveTest, DropEveryNthFrameLeavesOutEveryNthFrame) {
@@ -440,9 +440,9 @@ TEST_F(AvtpTalkerLiveTest, TruncatedFrameIsCutToTheGivenLengthAndTheStreamGoesOn
     EXPECT_EQ(frames[1].wireLength, 14u);
     EXPECT_EQ(frames[2].wireLength, 33u);
     EXPECT_EQ(frames[3].wireLength, 37u);
-    EXPECT_EQ(frames[2].bytes.at(kSequenceOffset), 2);
-    EXPECT_EQ(frames[2].bytes.at(kChannelsOffset), 2);
-    EXPECT_EQ(be16(frames[3], kDataLengthOffset), 24u) << "the header still states the full payload";
+    EXPECT_EQ(frames[2].bytes.at(sequenceOffset), 2);
+    EXPECT_EQ(frames[2].bytes.at(channelsOffset), 2);
+    EXPECT_EQ(be16(frames[3], dataLengthOffset), 24u) << "the header still states the full payload";
     for (const std::size_t whole : {0, 4}) {
         expectAafHeader(frames[whole], static_cast<std::uint8_t>(whole), 2, 6);
         expectSamples(frames[whole], whole, 2, 6, full);
@@ -457,7 +457,7 @@ TEST_F(AvtpTalkerLiveTest, TruncatedFrameIsCutToTheGivenLengthAndTheStreamGoesOn
 TEST_F(AvtpTalkerLiveTest, StatedDataLengthCanExceedThePayloadItComesWith) {
     const auto frames = sendAndCapture({"--data-length-at", "2:1000", "--count", "4"});
     ASSERT_EQ(frames.size(), 4u);
-    EXPECT_EQ(be16(frames[2], kDataLengthOffset), 1000u);
+    EXPECT_EQ(be16(frames[2], dataLengthOffset), 1000u);
     EXPECT_EQ(frames[2].wireLength, 62u);
     expectSamples(frames[2], 2, 2, 6, generators(2));
     expectAafHeader(frames[3], 3, 2, 6);
@@ -466,13 +466,13 @@ TEST_F(AvtpTalkerLiveTest, StatedDataLengthCanExceedThePayloadItComesWith) {
 TEST_F(AvtpTalkerLiveTest, StraySubtypeCopyGoesJustBeforeItsFrameWithoutTakingASequenceNumber) {
     const auto frames = sendAndCapture({"--insert-subtype", "3:0x7f", "--count", "6"});
     ASSERT_EQ(frames.size(), 7u);
-    EXPECT_EQ(frames[3].bytes.at(kSubtypeOffset), 0x7f);
+    EXPECT_EQ(frames[3].bytes.at(subtypeOffset), 0x7f);
     std::vector<std::uint8_t> stray = frames[3].bytes;
-    stray[kSubtypeOffset] = 0x02;
+    stray[subtypeOffset] = 0x02;
     EXPECT_EQ(stray, frames[4].bytes) << "the stray copy differs from its frame in the subtype only";
     std::vector<CapturedFrame> aaf;
     for (const CapturedFrame& frame : frames) {
-        if (frame.bytes.at(kSubtypeOffset) == 0x02) {
+        if (frame.bytes.at(subtypeOffset) == 0x02) {
             aaf.push_back(frame);
         }
     }
@@ -488,8 +488,8 @@ TEST_F(AvtpTalkerLiveTest, StrayEtherTypeCopyIsSentButNotSeenThroughTheAvtpFilte
     const auto strays = other->settle();
     ASSERT_EQ(strays.size(), 1u);
     std::vector<std::uint8_t> restored = strays[0].bytes;
-    restored[kEtherTypeOffset] = 0x22;
-    restored[kEtherTypeOffset + 1] = 0xf0;
+    restored[etherTypeOffset] = 0x22;
+    restored[etherTypeOffset + 1] = 0xf0;
     EXPECT_EQ(restored, frames[2].bytes);
 }
 
@@ -497,16 +497,16 @@ TEST_F(AvtpTalkerLiveTest, TwoTalkersWithDifferentSourceAddressesShareOneInterfa
     std::string error;
     const auto capture = FrameCapture::open(captureInterface(), error);
     ASSERT_TRUE(capture) << error;
-    ChildProcess& first = startTalker({"--source-mac", kSourceText, "--signal", "counter", "--count", "400"});
+    ChildProcess& first = startTalker({"--source-mac", sourceText, "--signal", "counter", "--count", "400"});
     ChildProcess& second = startTalker(
-        {"--source-mac", kOtherSourceText, "--channels", "8", "--signal", "noise:9", "--count", "300"});
+        {"--source-mac", otherSourceText, "--channels", "8", "--signal", "noise:9", "--count", "300"});
     ASSERT_TRUE(talkerSucceeded(first, 30s));
     ASSERT_TRUE(talkerSucceeded(second, 30s));
 
     std::vector<CapturedFrame> fromFirst;
     std::vector<CapturedFrame> fromSecond;
     for (const CapturedFrame& frame : capture->settle()) {
-        (hasAddress(frame, 6, kSource) ? fromFirst : fromSecond).push_back(frame);
+        (hasAddress(frame, 6, source) ? fromFirst : fromSecond).push_back(frame);
     }
     ASSERT_EQ(fromFirst.size(), 400u);
     ASSERT_EQ(fromSecond.size(), 300u);
@@ -516,7 +516,7 @@ TEST_F(AvtpTalkerLiveTest, TwoTalkersWithDifferentSourceAddressesShareOneInterfa
         expectSamples(fromFirst[i], i, 2, 6, firstSignals);
     }
     for (std::size_t i = 0; i < fromSecond.size(); ++i) {
-        EXPECT_TRUE(hasAddress(fromSecond[i], 6, kOtherSource));
+        EXPECT_TRUE(hasAddress(fromSecond[i], 6, otherSource));
         expectSamples(fromSecond[i], i, 8, 6, secondSignals);
     }
 }
@@ -546,12 +546,12 @@ TEST_F(AvtpTalkerLiveTest, SampleDumpHasOneLinePerFrameSentWithItsValues) {
 TEST_F(AvtpTalkerLiveTest, SummaryReportsFramesElapsedRateAndLateness) {
     const auto frames = sendAndCapture({"--count", "80", "--drop-at", "4", "--insert-subtype", "9:5"});
     EXPECT_EQ(frames.size(), 80u);
-    EXPECT_NE(m_talkerOutput.find("frames sent: 80 (stream frames 80, stray 1)"), std::string::npos)
-        << m_talkerOutput;
-    EXPECT_NE(m_talkerOutput.find("elapsed: "), std::string::npos) << m_talkerOutput;
-    EXPECT_NE(m_talkerOutput.find("frame rate: "), std::string::npos) << m_talkerOutput;
-    EXPECT_NE(m_talkerOutput.find("(nominal 8000.000)"), std::string::npos) << m_talkerOutput;
-    EXPECT_NE(m_talkerOutput.find("lateness: mean "), std::string::npos) << m_talkerOutput;
+    EXPECT_NE(talkerOutput.find("frames sent: 80 (stream frames 80, stray 1)"), std::string::npos)
+        << talkerOutput;
+    EXPECT_NE(talkerOutput.find("elapsed: "), std::string::npos) << talkerOutput;
+    EXPECT_NE(talkerOutput.find("frame rate: "), std::string::npos) << talkerOutput;
+    EXPECT_NE(talkerOutput.find("(nominal 8000.000)"), std::string::npos) << talkerOutput;
+    EXPECT_NE(talkerOutput.find("lateness: mean "), std::string::npos) << talkerOutput;
 }
 
 struct SampleWidth {
@@ -577,20 +577,20 @@ TEST_P(AvtpTalkerSampleWidthLiveTest, WideSamplesCarryTheSignalShiftedUpToFillTh
     for (std::size_t i = 0; i < frames.size(); ++i) {
         SCOPED_TRACE("frame " + std::to_string(i));
         const CapturedFrame& frame = frames[i];
-        ASSERT_EQ(frame.wireLength, kPayloadOffset + 2 * 6 * bytes);
+        ASSERT_EQ(frame.wireLength, payloadOffset + 2 * 6 * bytes);
         ASSERT_EQ(frame.bytes.size(), frame.wireLength);
-        EXPECT_EQ(frame.bytes[kSubtypeOffset], 0x02);
-        EXPECT_EQ(frame.bytes[kSequenceOffset], i);
-        EXPECT_EQ(frame.bytes[kFormatOffset], GetParam().format);
-        EXPECT_EQ(frame.bytes[kRateAndChannelsHighOffset], 0x50);
-        EXPECT_EQ(frame.bytes[kChannelsOffset], 2);
-        EXPECT_EQ(frame.bytes[kBitDepthOffset], bits);
-        EXPECT_EQ(be16(frame, kDataLengthOffset), 2 * 6 * bytes);
+        EXPECT_EQ(frame.bytes[subtypeOffset], 0x02);
+        EXPECT_EQ(frame.bytes[sequenceOffset], i);
+        EXPECT_EQ(frame.bytes[formatOffset], GetParam().format);
+        EXPECT_EQ(frame.bytes[rateAndChannelsHighOffset], 0x50);
+        EXPECT_EQ(frame.bytes[channelsOffset], 2);
+        EXPECT_EQ(frame.bytes[bitDepthOffset], bits);
+        EXPECT_EQ(be16(frame, dataLengthOffset), 2 * 6 * bytes);
         for (unsigned s = 0; s < 6; ++s) {
             for (unsigned c = 0; c < 2; ++c) {
                 // The sample's bytes as a signed number of its width, against the 16-bit value times the
                 // scale of the extra bits.
-                const std::size_t at = kPayloadOffset + (s * 2 + c) * bytes;
+                const std::size_t at = payloadOffset + (s * 2 + c) * bytes;
                 long long value = static_cast<std::int8_t>(frame.bytes[at]);
                 for (std::size_t b = 1; b < bytes; ++b) {
                     value = value * 256 + frame.bytes[at + b];
@@ -626,27 +626,27 @@ TEST_F(AvtpTalkerLiveTest, SampleDumpShowsWideSamplesAtTheirFullWidth) {
 
 // A tagged frame keeps its addresses at 0 and 6; the tag takes bytes 12 to 15, and every field of an untagged
 // frame lies 4 bytes further up.
-constexpr std::size_t kTagLength = 4;
+constexpr std::size_t tagLength = 4;
 
 TEST_F(AvtpTalkerLiveTest, VlanOptionTagsEveryFrameAndMovesTheAvtpHeaderUpByTheTag) {
     const auto signals = generators(2);
-    const auto frames = sendAndCapture({"--vlan", "2", "--source-mac", kSourceText, "--count", "3"},
+    const auto frames = sendAndCapture({"--vlan", "2", "--source-mac", sourceText, "--count", "3"},
                                        "vlan and ether proto 0x22f0");
     ASSERT_EQ(frames.size(), 3u);
     for (std::size_t i = 0; i < frames.size(); ++i) {
         SCOPED_TRACE("frame " + std::to_string(i));
         const CapturedFrame& frame = frames[i];
-        ASSERT_EQ(frame.wireLength, kTagLength + kPayloadOffset + 2 * 2 * 6);
+        ASSERT_EQ(frame.wireLength, tagLength + payloadOffset + 2 * 2 * 6);
         ASSERT_EQ(frame.bytes.size(), frame.wireLength);
-        EXPECT_TRUE(hasAddress(frame, 0, kDefaultDestination));
-        EXPECT_TRUE(hasAddress(frame, 6, kSource));
+        EXPECT_TRUE(hasAddress(frame, 0, defaultDestination));
+        EXPECT_TRUE(hasAddress(frame, 6, source));
         EXPECT_EQ(be16(frame, 12), 0x8100u);
         EXPECT_EQ(be16(frame, 14), 0x6002u) << "priority 3, DEI 0, VLAN 2";
         // The untagged frame is what follows the tag.
         CapturedFrame untagged;
         untagged.bytes.assign(frame.bytes.begin(), frame.bytes.begin() + 12);
-        untagged.bytes.insert(untagged.bytes.end(), frame.bytes.begin() + 12 + kTagLength, frame.bytes.end());
-        untagged.wireLength = frame.wireLength - kTagLength;
+        untagged.bytes.insert(untagged.bytes.end(), frame.bytes.begin() + 12 + tagLength, frame.bytes.end());
+        untagged.wireLength = frame.wireLength - tagLength;
         expectAafHeader(untagged, static_cast<std::uint8_t>(i), 2, 6);
         expectSamples(untagged, i, 2, 6, signals);
     }
@@ -663,7 +663,7 @@ TEST_F(AvtpTalkerLiveTest, VlanTagLiesOutsideTheMtu) {
     const auto frames =
         sendAndCapture({"--vlan", "2", "--channels", "123", "--count", "1"}, "vlan and ether proto 0x22f0");
     ASSERT_EQ(frames.size(), 1u);
-    EXPECT_EQ(frames[0].wireLength, 14u + kTagLength + 1500u);
+    EXPECT_EQ(frames[0].wireLength, 14u + tagLength + 1500u);
 }
 
 TEST_F(AvtpTalkerLiveTest, StrayCopiesOfATaggedFrameChangeTheFieldsBehindTheTag) {
@@ -674,16 +674,16 @@ TEST_F(AvtpTalkerLiveTest, StrayCopiesOfATaggedFrameChangeTheFieldsBehindTheTag)
         {"--vlan", "2", "--insert-subtype", "1:0x7f", "--insert-ethertype", "2:0x88b5", "--count", "3"},
         "vlan and ether proto 0x22f0");
     ASSERT_EQ(frames.size(), 4u);
-    EXPECT_EQ(frames[1].bytes.at(kTagLength + kSubtypeOffset), 0x7f);
+    EXPECT_EQ(frames[1].bytes.at(tagLength + subtypeOffset), 0x7f);
     std::vector<std::uint8_t> restored = frames[1].bytes;
-    restored[kTagLength + kSubtypeOffset] = 0x02;
+    restored[tagLength + subtypeOffset] = 0x02;
     EXPECT_EQ(restored, frames[2].bytes);
     const auto strays = other->settle();
     ASSERT_EQ(strays.size(), 1u);
     EXPECT_EQ(be16(strays[0], 12), 0x8100u);
     restored = strays[0].bytes;
-    restored[kTagLength + kEtherTypeOffset] = 0x22;
-    restored[kTagLength + kEtherTypeOffset + 1] = 0xf0;
+    restored[tagLength + etherTypeOffset] = 0x22;
+    restored[tagLength + etherTypeOffset + 1] = 0xf0;
     EXPECT_EQ(restored, frames[3].bytes);
 }
 

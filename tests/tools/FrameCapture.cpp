@@ -9,8 +9,8 @@ namespace {
 // In immediate mode libpcap gives every frame a ring slot of the snapshot length, so the snapshot length
 // decides how many frames the ring holds: 2048 bytes cover any frame of a 1500-byte MTU and leave room for
 // some 16000 frames in the buffer below, several seconds of a real-rate stream and all of a short fast one.
-constexpr int kSnapLength = 2048;
-constexpr int kBufferBytes = 32 * 1024 * 1024;
+constexpr int snapLength = 2048;
+constexpr int bufferBytes = 32 * 1024 * 1024;
 
 } // namespace
 
@@ -24,10 +24,10 @@ std::unique_ptr<FrameCapture> FrameCapture::open(const std::string& interfaceNam
     }
     // The owner exists from here on, so every failure below closes the handle.
     std::unique_ptr<pcap_t, void (*)(pcap_t*)> owner(handle, pcap_close);
-    pcap_set_snaplen(handle, kSnapLength);
+    pcap_set_snaplen(handle, snapLength);
     pcap_set_promisc(handle, 1);
     pcap_set_immediate_mode(handle, 1);
-    pcap_set_buffer_size(handle, kBufferBytes);
+    pcap_set_buffer_size(handle, bufferBytes);
     const int activated = pcap_activate(handle);
     if (activated < 0) {
         error = "pcap_activate on " + interfaceName + " failed: " + pcap_geterr(handle);
@@ -52,28 +52,27 @@ std::unique_ptr<FrameCapture> FrameCapture::open(const std::string& interfaceNam
     return std::unique_ptr<FrameCapture>(new FrameCapture(owner.release()));
 }
 
-FrameCapture::FrameCapture(pcap_t* handle)
-    : m_handle(handle), m_lastArrival(std::chrono::steady_clock::now()) {
-    m_thread = std::thread([this] { loop(); });
+FrameCapture::FrameCapture(pcap_t* handle) : handle(handle), lastArrival(std::chrono::steady_clock::now()) {
+    thread = std::thread([this] { loop(); });
 }
 
 FrameCapture::~FrameCapture() {
-    m_stop = true;
-    m_thread.join();
+    stopRequested = true;
+    thread.join();
     // Closed only after the thread has ended, so the loop can never use a closed handle.
-    pcap_close(m_handle);
+    pcap_close(handle);
 }
 
 void FrameCapture::loop() {
-    pollfd descriptor{pcap_get_selectable_fd(m_handle), POLLIN, 0};
-    while (!m_stop) {
+    pollfd descriptor{pcap_get_selectable_fd(handle), POLLIN, 0};
+    while (!stopRequested) {
         ::poll(&descriptor, 1, 20);
-        while (pcap_dispatch(m_handle, -1, &FrameCapture::onPacket, reinterpret_cast<u_char*>(this)) > 0) {
+        while (pcap_dispatch(handle, -1, &FrameCapture::onPacket, reinterpret_cast<u_char*>(this)) > 0) {
         }
         // The handle belongs to this thread, so its statistics are read here and published.
         pcap_stat stats{};
-        if (pcap_stats(m_handle, &stats) == 0) {
-            m_kernelDrops = stats.ps_drop;
+        if (pcap_stats(handle, &stats) == 0) {
+            droppedInKernel = stats.ps_drop;
         }
     }
 }
@@ -83,18 +82,18 @@ void FrameCapture::onPacket(u_char* user, const pcap_pkthdr* header, const u_cha
     CapturedFrame frame;
     frame.bytes.assign(bytes, bytes + header->caplen);
     frame.wireLength = header->len;
-    const std::lock_guard<std::mutex> lock(self->m_mutex);
-    self->m_frames.push_back(std::move(frame));
-    self->m_lastArrival = std::chrono::steady_clock::now();
+    const std::lock_guard<std::mutex> lock(self->mutex);
+    self->capturedFrames.push_back(std::move(frame));
+    self->lastArrival = std::chrono::steady_clock::now();
 }
 
 std::size_t FrameCapture::waitForCount(std::size_t count, std::chrono::milliseconds timeout) const {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
     while (true) {
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
-            if (m_frames.size() >= count || std::chrono::steady_clock::now() >= deadline) {
-                return m_frames.size();
+            const std::lock_guard<std::mutex> lock(mutex);
+            if (capturedFrames.size() >= count || std::chrono::steady_clock::now() >= deadline) {
+                return capturedFrames.size();
             }
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -108,11 +107,11 @@ std::vector<CapturedFrame> FrameCapture::settle(std::chrono::milliseconds quiet,
     // ended are waited for.
     while (true) {
         {
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const std::lock_guard<std::mutex> lock(mutex);
             const auto now = std::chrono::steady_clock::now();
-            const auto lastEvent = m_lastArrival > start ? m_lastArrival : start;
+            const auto lastEvent = lastArrival > start ? lastArrival : start;
             if (now - lastEvent >= quiet || now - start >= timeout) {
-                return m_frames;
+                return capturedFrames;
             }
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -120,7 +119,7 @@ std::vector<CapturedFrame> FrameCapture::settle(std::chrono::milliseconds quiet,
 }
 
 unsigned FrameCapture::kernelDrops() const {
-    return m_kernelDrops;
+    return droppedInKernel;
 }
 
 } // namespace testsupport
