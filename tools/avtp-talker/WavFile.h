@@ -48,21 +48,7 @@ public:
             const std::size_t bodySize = size < available ? size : available;
             const unsigned char* body = chunk + 8;
             if (std::memcmp(chunk, "fmt ", 4) == 0) {
-                if (bodySize < 16) {
-                    error = "'" + path + "' has a truncated format chunk";
-                    return false;
-                }
-                const unsigned formatTag = readLe16(body);
-                const bool extensiblePcm = formatTag == 0xFFFE && bodySize >= 26 && readLe16(body + 24) == 1;
-                channels = readLe16(body + 2);
-                sampleRate = readLe32(body + 4);
-                const unsigned bitsPerSample = readLe16(body + 14);
-                if ((formatTag != 1 && !extensiblePcm) || bitsPerSample != 16) {
-                    error = "'" + path + "' is not 16-bit PCM";
-                    return false;
-                }
-                if (channels == 0 || channels > 1023) {
-                    error = "'" + path + "' has an unsupported channel count of " + std::to_string(channels);
+                if (!readFormat(body, bodySize, path, channels, sampleRate, error)) {
                     return false;
                 }
                 haveFormat = true;
@@ -100,6 +86,30 @@ public:
     std::shared_ptr<const std::vector<std::int16_t>> samples() const { return sampleData; }
 
 private:
+    // Reads the "fmt " chunk's channel count and rate; false with the reason when it is not 16-bit PCM of 1
+    // to 1023 channels.
+    static bool readFormat(const unsigned char* body, std::size_t bodySize, const std::string& path,
+                           unsigned& channels, std::uint32_t& sampleRate, std::string& error) {
+        if (bodySize < 16) {
+            error = "'" + path + "' has a truncated format chunk";
+            return false;
+        }
+        const unsigned formatTag = readLe16(body);
+        const bool extensiblePcm = formatTag == 0xFFFE && bodySize >= 26 && readLe16(body + 24) == 1;
+        channels = readLe16(body + 2);
+        sampleRate = readLe32(body + 4);
+        const unsigned bitsPerSample = readLe16(body + 14);
+        if ((formatTag != 1 && !extensiblePcm) || bitsPerSample != 16) {
+            error = "'" + path + "' is not 16-bit PCM";
+            return false;
+        }
+        if (channels == 0 || channels > 1023) {
+            error = "'" + path + "' has an unsupported channel count of " + std::to_string(channels);
+            return false;
+        }
+        return true;
+    }
+
     static unsigned readLe16(const unsigned char* p) { return p[0] | (p[1] << 8); }
     static std::uint32_t readLe32(const unsigned char* p) {
         return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<std::uint32_t>(p[3]) << 24);
