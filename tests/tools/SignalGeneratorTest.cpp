@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -197,9 +198,55 @@ TEST(WavFile, RefusesOtherSampleWidths) {
     std::remove(path.c_str());
 }
 
+// The sample of a sine of `amplitude` at index n, typed out from its definition in long double.
+long double referenceSine(long double frequency, long double amplitude, std::uint64_t n) {
+    const long double pi = 3.141592653589793238462643383279502884L;
+    return amplitude * 32767.0L * std::sin(2.0L * pi * frequency * static_cast<long double>(n) / 48000.0L);
+}
+
+TEST(SignalGenerator, StepsAlternateTheAmplitudeEveryStepStartingWithTheFirst) {
+    // 0.01 s steps: 480 samples at the first amplitude, 480 at the second, and so on.
+    const SignalGenerator steps = parsed("steps:1000:0.8:0.1:0.01");
+    for (std::uint64_t n = 0; n < 4 * 480; ++n) {
+        const long double amplitude = (n / 480) % 2 == 0 ? 0.8L : 0.1L;
+        ASSERT_LE(std::fabs(steps.sampleAt(n) - referenceSine(1000.0L, amplitude, n)), 0.5L + 1e-6L) << n;
+    }
+}
+
+TEST(SignalGenerator, StepsKeepTheirPatternAfterAnHour) {
+    const SignalGenerator steps = parsed("steps:440:1:0.25:2");
+    const std::uint64_t anHour = 48000ull * 3600;
+    for (std::uint64_t n = anHour; n < anHour + 3 * 96000; n += 997) {
+        const long double amplitude = (n / 96000) % 2 == 0 ? 1.0L : 0.25L;
+        ASSERT_LE(std::fabs(steps.sampleAt(n) - referenceSine(440.0L, amplitude, n)), 0.5L + 1e-6L) << n;
+    }
+}
+
+TEST(SignalGenerator, StepsChangeLevelOnTheFirstSampleOfEachStep) {
+    const SignalGenerator steps = parsed("steps:1000:1:0:0.001");
+    // 48 samples a step; the second step is silent, the third loud again.
+    EXPECT_EQ(steps.sampleAt(12), 32767);
+    EXPECT_EQ(steps.sampleAt(48 + 12), 0);
+    EXPECT_EQ(steps.sampleAt(96 + 12), 32767);
+}
+
+TEST(SignalGenerator, InvalidStepsAreExplained) {
+    EXPECT_EQ(parseError("steps:1000:0.5:0.1"),
+              "invalid signal 'steps:1000:0.5:0.1': expected steps:FREQ:AMP1:AMP2:SECONDS");
+    EXPECT_EQ(parseError("steps:30000:0.5:0.1:1"),
+              "invalid signal 'steps:30000:0.5:0.1:1': the frequency must be a number of Hz from 0 to 24000");
+    EXPECT_EQ(parseError("steps:1000:0.5:2:1"),
+              "invalid signal 'steps:1000:0.5:2:1': the amplitudes must be numbers from 0 to 1");
+    EXPECT_EQ(parseError("steps:1000:0.5:0.1:0"), "invalid signal 'steps:1000:0.5:0.1:0': the step must last "
+                                                  "from one sample (1/48000 s) to 3600 seconds");
+    EXPECT_EQ(parseError("steps:1000:0.5:0.1:4000"),
+              "invalid signal 'steps:1000:0.5:0.1:4000': the step must "
+              "last from one sample (1/48000 s) to 3600 seconds");
+}
+
 TEST(SignalGenerator, InvalidTextsAreExplained) {
     EXPECT_EQ(parseError("square:1000"),
-              "invalid signal 'square:1000': the kind must be sine, noise, silence, "
+              "invalid signal 'square:1000': the kind must be sine, noise, steps, silence, "
               "counter or wav");
     EXPECT_EQ(parseError("sine"), "invalid signal 'sine': expected sine:FREQ[:AMP]");
     EXPECT_EQ(parseError("sine:abc"),

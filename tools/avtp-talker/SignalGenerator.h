@@ -12,203 +12,285 @@
 
 namespace avtptalker {
 
-/// Deterministic source of the 16-bit samples of one channel of the talker's stream.
-///
-/// Every signal is a pure function of the sample index n, counted in samples of one channel from the
-/// start of the stream: the stream frame with index i (0 for the first frame generated, whether it is
-/// sent, dropped or altered) carries n = i * S to i * S + S - 1 for S samples per channel and frame. A
-/// channel keeps its signal when the channel count changes mid-stream. So a receiver's test computes the
-/// exact value sent at any position with `sampleAt`, without replaying the stream. The talker compiles this
-/// same header, which keeps both sides bit-identical.
-///
-/// Signal texts, as taken by the talker's --signal and --channel-signal options and by `parse`:
-/// - "sine:FREQ[:AMP]": lround(AMP * 32767 * sin(2 pi * fmod(FREQ * n, 48000) / 48000)). FREQ in Hz,
-///   0 to 24000; AMP a linear fraction of full scale, 0 to 1, default 0.5.
-/// - "noise:SEED[:AMP]": white noise. A 64-bit counter-based mix (SplitMix64) of SEED, the channel and n
-///   gives a value r uniform over -32768..32767; the sample is lround(r * AMP), AMP 0 to 1, default 0.5.
-///   The channel enters the mix, so one seed on several channels gives uncorrelated channels.
-/// - "silence": 0.
-/// - "counter[:START]": (START + n) modulo 65536 as a two's complement 16-bit value; START 0 to 65535,
-///   default 0. Every sample of a channel differs from its 65535 neighbours, which makes loss and order
-///   visible.
-/// - "wav:PATH": a 16-bit PCM WAV file (see WavFile). Talker channel c plays file channel
-///   c modulo the file's channel count, from the file's first sample on, and the file loops at its end.
-///
-/// Without a signal text, channel c plays "sine:F:0.5" with F = 1000 * (1 + c % 16) Hz (`defaultFor`).
+// Deterministic source of the 16-bit samples of one channel of the talker's stream.
+//
+// Every signal is a pure function of the sample index n, counted in samples of one channel from the
+// start of the stream: the stream frame with index i (0 for the first frame generated, whether it is
+// sent, dropped or altered) carries n = i * S to i * S + S - 1 for S samples per channel and frame. A
+// channel keeps its signal when the channel count changes mid-stream. So a receiver's test computes the
+// exact value sent at any position with `sampleAt`, without replaying the stream. The talker compiles this
+// same header, which keeps both sides bit-identical.
+//
+// Signal texts, as taken by the talker's --signal and --channel-signal options and by `parse`:
+// - "sine:FREQ[:AMP]": lround(AMP * 32767 * sin(2 pi * fmod(FREQ * n, 48000) / 48000)). FREQ in Hz,
+//   0 to 24000; AMP a linear fraction of full scale, 0 to 1, default 0.5.
+// - "noise:SEED[:AMP]": white noise. A 64-bit counter-based mix (SplitMix64) of SEED, the channel and n
+//   gives a value r uniform over -32768..32767; the sample is lround(r * AMP), AMP 0 to 1, default 0.5.
+//   The channel enters the mix, so one seed on several channels gives uncorrelated channels.
+// - "steps:FREQ:AMP1:AMP2:SECONDS": a sine whose amplitude changes every SECONDS, AMP1 first: with
+//   L = llround(SECONDS * 48000) samples per step, the sine's formula with AMP = AMP1 where floor(n / L) is
+//   even and AMP = AMP2 where it is odd. SECONDS from 1/48000 to 3600; a level meter sees a channel that
+//   changes level in turn.
+// - "silence": 0.
+// - "counter[:START]": (START + n) modulo 65536 as a two's complement 16-bit value; START 0 to 65535,
+//   default 0. Every sample of a channel differs from its 65535 neighbours, which makes loss and order
+//   visible.
+// - "wav:PATH": a 16-bit PCM WAV file (see WavFile). Talker channel c plays file channel
+//   c modulo the file's channel count, from the file's first sample on, and the file loops at its end.
+//
+// Without a signal text, channel c plays "sine:F:0.5" with F = 1000 * (1 + c % 16) Hz (`defaultFor`).
 class SignalGenerator {
 public:
-    /// The nominal sample rate every signal is computed for, in Hz.
-    static constexpr double kSampleRate = 48000.0;
+    // The nominal sample rate every signal is computed for, in Hz.
+    static constexpr double sampleRate = 48000.0;
 
     static SignalGenerator silence() { return SignalGenerator(Kind::Silence, "silence"); }
 
     static SignalGenerator sine(double frequencyHz, double amplitude) {
         SignalGenerator generator(Kind::Sine, "sine " + std::to_string(frequencyHz) + " Hz amplitude " +
                                                   std::to_string(amplitude));
-        generator.m_frequencyHz = frequencyHz;
-        generator.m_amplitude = amplitude;
+        generator.frequencyHz = frequencyHz;
+        generator.amplitude = amplitude;
         return generator;
     }
 
-    /// White noise for talker channel `channel`.
+    // White noise for talker channel `channel`.
     static SignalGenerator noise(std::uint64_t seed, unsigned channel, double amplitude) {
         SignalGenerator generator(Kind::Noise, "noise seed " + std::to_string(seed) + " amplitude " +
                                                    std::to_string(amplitude));
-        generator.m_key = mix(seed ^ mix(0xD1B54A32D192ED03ULL * (channel + 1ULL)));
-        generator.m_amplitude = amplitude;
+        generator.key = mix(seed ^ mix(0xD1B54A32D192ED03ULL * (channel + 1ULL)));
+        generator.amplitude = amplitude;
         return generator;
     }
 
     static SignalGenerator counter(std::uint16_t start) {
         SignalGenerator generator(Kind::Counter, "counter from " + std::to_string(start));
-        generator.m_key = start;
+        generator.key = start;
         return generator;
     }
 
-    /// Plays channel `fileChannel` of `interleaved`, which holds `fileChannels` channels, looping at its end.
+    // Plays channel `fileChannel` of `interleaved`, which holds `fileChannels` channels, looping at its end.
     static SignalGenerator samples(std::shared_ptr<const std::vector<std::int16_t>> interleaved,
                                    unsigned fileChannels, unsigned fileChannel,
                                    const std::string& description) {
         SignalGenerator generator(Kind::Samples, description);
-        generator.m_samples = std::move(interleaved);
-        generator.m_fileChannels = fileChannels == 0 ? 1 : fileChannels;
-        generator.m_fileChannel = fileChannel % generator.m_fileChannels;
+        generator.sampleTable = std::move(interleaved);
+        generator.fileChannels = fileChannels == 0 ? 1 : fileChannels;
+        generator.fileChannel = fileChannel % generator.fileChannels;
         return generator;
     }
 
-    /// The signal of talker channel `channel` when none is given.
+    // The signal of talker channel `channel` when none is given.
     static SignalGenerator defaultFor(unsigned channel) { return sine(1000.0 * (1 + channel % 16), 0.5); }
 
-    /// Parses a signal text (see the class comment) for talker channel `channel`. Returns false and sets
-    /// `error` to one sentence when the text is invalid or its WAV file cannot be loaded.
-    static bool parse(const std::string& text, unsigned channel, SignalGenerator& out, std::string& error) {
-        const std::string::size_type colon = text.find(':');
-        const std::string kind = text.substr(0, colon);
-        const std::string rest = colon == std::string::npos ? std::string() : text.substr(colon + 1);
-        if (kind == "wav") {
-            if (rest.empty()) {
-                error = "signal '" + text + "' needs a file: wav:PATH";
-                return false;
-            }
-            WavFile file;
-            if (!WavFile::load(rest, file, error)) {
-                return false;
-            }
-            out = samples(file.samples(), file.channels(), channel % file.channels(),
-                          "wav " + rest + " channel " + std::to_string(channel % file.channels()));
-            return true;
-        }
-
-        std::vector<std::string> fields;
-        if (colon != std::string::npos) {
-            std::string::size_type start = 0;
-            while (true) {
-                const std::string::size_type next = rest.find(':', start);
-                fields.push_back(rest.substr(start, next - start));
-                if (next == std::string::npos) {
-                    break;
-                }
-                start = next + 1;
-            }
-        }
-        const auto bad = [&](const std::string& why) {
-            error = "invalid signal '" + text + "': " + why;
-            return false;
-        };
-        double amplitude = 0.5;
-        if (kind == "sine" || kind == "noise") {
-            if (fields.empty() || fields.size() > 2) {
-                return bad(kind == "sine" ? "expected sine:FREQ[:AMP]" : "expected noise:SEED[:AMP]");
-            }
-            if (fields.size() == 2 &&
-                (!parseDouble(fields[1], amplitude) || amplitude < 0.0 || amplitude > 1.0)) {
-                return bad("the amplitude must be a number from 0 to 1");
-            }
-        }
-        if (kind == "sine") {
-            double frequency = 0.0;
-            if (!parseDouble(fields[0], frequency) || frequency < 0.0 || frequency > kSampleRate / 2) {
-                return bad("the frequency must be a number of Hz from 0 to 24000");
-            }
-            out = sine(frequency, amplitude);
-            return true;
-        }
-        if (kind == "noise") {
-            std::uint64_t seed = 0;
-            if (!parseUnsigned(fields[0], seed)) {
-                return bad("the seed must be an unsigned integer");
-            }
-            out = noise(seed, channel, amplitude);
-            return true;
-        }
-        if (kind == "silence") {
-            if (!fields.empty()) {
-                return bad("silence takes no parameters");
-            }
-            out = silence();
-            return true;
-        }
-        if (kind == "counter") {
-            std::uint64_t start = 0;
-            if (fields.size() > 1 ||
-                (fields.size() == 1 && (!parseUnsigned(fields[0], start) || start > 65535))) {
-                return bad("expected counter[:START] with START from 0 to 65535");
-            }
-            out = counter(static_cast<std::uint16_t>(start));
-            return true;
-        }
-        return bad("the kind must be sine, noise, silence, counter or wav");
+    // A sine whose amplitude alternates between `amplitude` and `secondAmplitude`, each held for
+    // `stepSamples` samples (at least 1), starting with `amplitude`.
+    static SignalGenerator steps(double frequencyHz, double amplitude, double secondAmplitude,
+                                 std::uint64_t stepSamples) {
+        SignalGenerator generator(Kind::Steps, "sine " + std::to_string(frequencyHz) + " Hz amplitude " +
+                                                   std::to_string(amplitude) + " and " +
+                                                   std::to_string(secondAmplitude) + " in turn every " +
+                                                   std::to_string(stepSamples) + " samples");
+        generator.frequencyHz = frequencyHz;
+        generator.amplitude = amplitude;
+        generator.secondAmplitude = secondAmplitude;
+        generator.stepSamples = stepSamples == 0 ? 1 : stepSamples;
+        return generator;
     }
 
-    /// The sample at index `n` (see the class comment).
+    // Parses a signal text (see the class comment) for talker channel `channel`. Returns false and sets
+    // `error` to one sentence when the text is invalid or its WAV file cannot be loaded.
+    static bool parse(const std::string& text, unsigned channel, SignalGenerator& out, std::string& error) {
+        const std::string::size_type colon = text.find(':');
+        const std::string signalKind = text.substr(0, colon);
+        const std::string rest = colon == std::string::npos ? std::string() : text.substr(colon + 1);
+        if (signalKind == "wav") {
+            return parseWav(text, rest, channel, out, error);
+        }
+        const std::vector<std::string> fields = splitFields(rest, colon != std::string::npos);
+        std::string why;
+        if (signalKind == "sine") {
+            why = parseSine(fields, out);
+        } else if (signalKind == "noise") {
+            why = parseNoise(fields, channel, out);
+        } else if (signalKind == "steps") {
+            why = parseSteps(fields, out);
+        } else if (signalKind == "silence") {
+            why = fields.empty() ? std::string() : "silence takes no parameters";
+            out = silence();
+        } else if (signalKind == "counter") {
+            why = parseCounter(fields, out);
+        } else {
+            why = "the kind must be sine, noise, steps, silence, counter or wav";
+        }
+        if (!why.empty()) {
+            error = "invalid signal '" + text + "': " + why;
+            return false;
+        }
+        return true;
+    }
+
+    // The sample at index `n` (see the class comment).
     std::int16_t sampleAt(std::uint64_t n) const {
-        switch (m_kind) {
+        switch (signalKind) {
         case Kind::Silence:
             return 0;
-        case Kind::Sine: {
-            // Reducing the phase in whole cycles of the sample rate keeps it exact for integral
-            // frequencies however long the stream runs.
-            const double cycles =
-                std::fmod(m_frequencyHz * static_cast<double>(n), kSampleRate) / kSampleRate;
-            return clamp(std::lround(m_amplitude * 32767.0 * std::sin(kTwoPi * cycles)));
+        case Kind::Sine:
+            return sineSample(amplitude, n);
+        case Kind::Steps: {
+            const double level = (n / stepSamples) % 2 == 0 ? amplitude : secondAmplitude;
+            return sineSample(level, n);
         }
         case Kind::Noise: {
-            const auto r = static_cast<std::int16_t>(static_cast<std::uint16_t>(mix(m_key + n) >> 48));
-            return clamp(std::lround(static_cast<double>(r) * m_amplitude));
+            const auto r = static_cast<std::int16_t>(static_cast<std::uint16_t>(mix(key + n) >> 48));
+            return clamp(std::lround(static_cast<double>(r) * amplitude));
         }
         case Kind::Counter:
-            return static_cast<std::int16_t>(static_cast<std::uint16_t>(m_key + n));
+            return static_cast<std::int16_t>(static_cast<std::uint16_t>(key + n));
         case Kind::Samples: {
-            const std::size_t frames = m_samples->size() / m_fileChannels;
+            const std::size_t frames = sampleTable->size() / fileChannels;
             if (frames == 0) {
                 return 0;
             }
-            return (*m_samples)[static_cast<std::size_t>(n % frames) * m_fileChannels + m_fileChannel];
+            return (*sampleTable)[static_cast<std::size_t>(n % frames) * fileChannels + fileChannel];
         }
         }
         return 0;
     }
 
-    /// A short human-readable description, for the talker's start-up line.
-    const std::string& description() const { return m_description; }
+    // A short human-readable description, for the talker's start-up line.
+    const std::string& description() const { return descriptionText; }
 
     SignalGenerator() : SignalGenerator(Kind::Silence, "silence") {}
 
 private:
-    enum class Kind { Silence, Sine, Noise, Counter, Samples };
+    enum class Kind { Silence, Sine, Steps, Noise, Counter, Samples };
 
-    static constexpr double kTwoPi = 6.283185307179586476925286766559;
+    static constexpr double twoPi = 6.283185307179586476925286766559;
 
-    SignalGenerator(Kind kind, std::string description)
-        : m_kind(kind), m_description(std::move(description)) {}
+    SignalGenerator(Kind signalKind, std::string description)
+        : signalKind(signalKind), descriptionText(std::move(description)) {}
 
-    /// SplitMix64 finaliser: a bijective mix whose output bits all depend on every input bit, which is all
-    /// white noise needs and, unlike the standard distributions, is the same on every library.
+    // SplitMix64 finaliser: a bijective mix whose output bits all depend on every input bit, which is all
+    // white noise needs and, unlike the standard distributions, is the same on every library.
     static std::uint64_t mix(std::uint64_t x) {
         x += 0x9E3779B97F4A7C15ULL;
         x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9ULL;
         x = (x ^ (x >> 27)) * 0x94D049BB133111EBULL;
         return x ^ (x >> 31);
+    }
+
+    static bool parseWav(const std::string& text, const std::string& path, unsigned channel,
+                         SignalGenerator& out, std::string& error) {
+        if (path.empty()) {
+            error = "signal '" + text + "' needs a file: wav:PATH";
+            return false;
+        }
+        WavFile file;
+        if (!WavFile::load(path, file, error)) {
+            return false;
+        }
+        out = samples(file.samples(), file.channels(), channel % file.channels(),
+                      "wav " + path + " channel " + std::to_string(channel % file.channels()));
+        return true;
+    }
+
+    // The colon-separated fields after the kind; none when the text has no colon.
+    static std::vector<std::string> splitFields(const std::string& rest, bool present) {
+        std::vector<std::string> fields;
+        if (!present) {
+            return fields;
+        }
+        std::string::size_type start = 0;
+        while (true) {
+            const std::string::size_type next = rest.find(':', start);
+            fields.push_back(rest.substr(start, next - start));
+            if (next == std::string::npos) {
+                return fields;
+            }
+            start = next + 1;
+        }
+    }
+
+    // Each parser below returns why its fields are invalid, or an empty text after filling `out`.
+    static bool parseFrequency(const std::string& text, double& frequency) {
+        return parseDouble(text, frequency) && frequency >= 0.0 && frequency <= sampleRate / 2;
+    }
+
+    static bool parseAmplitude(const std::string& text, double& amplitude) {
+        return parseDouble(text, amplitude) && amplitude >= 0.0 && amplitude <= 1.0;
+    }
+
+    static std::string parseSine(const std::vector<std::string>& fields, SignalGenerator& out) {
+        double frequency = 0.0;
+        double amplitude = 0.5;
+        if (fields.empty() || fields.size() > 2) {
+            return "expected sine:FREQ[:AMP]";
+        }
+        if (fields.size() == 2 && !parseAmplitude(fields[1], amplitude)) {
+            return "the amplitude must be a number from 0 to 1";
+        }
+        if (!parseFrequency(fields[0], frequency)) {
+            return "the frequency must be a number of Hz from 0 to 24000";
+        }
+        out = sine(frequency, amplitude);
+        return {};
+    }
+
+    static std::string parseNoise(const std::vector<std::string>& fields, unsigned channel,
+                                  SignalGenerator& out) {
+        std::uint64_t seed = 0;
+        double amplitude = 0.5;
+        if (fields.empty() || fields.size() > 2) {
+            return "expected noise:SEED[:AMP]";
+        }
+        if (fields.size() == 2 && !parseAmplitude(fields[1], amplitude)) {
+            return "the amplitude must be a number from 0 to 1";
+        }
+        if (!parseUnsigned(fields[0], seed)) {
+            return "the seed must be an unsigned integer";
+        }
+        out = noise(seed, channel, amplitude);
+        return {};
+    }
+
+    static std::string parseSteps(const std::vector<std::string>& fields, SignalGenerator& out) {
+        double frequency = 0.0;
+        double first = 0.0;
+        double second = 0.0;
+        double seconds = 0.0;
+        if (fields.size() != 4) {
+            return "expected steps:FREQ:AMP1:AMP2:SECONDS";
+        }
+        if (!parseFrequency(fields[0], frequency)) {
+            return "the frequency must be a number of Hz from 0 to 24000";
+        }
+        if (!parseAmplitude(fields[1], first) || !parseAmplitude(fields[2], second)) {
+            return "the amplitudes must be numbers from 0 to 1";
+        }
+        // At least one sample per step, and at most an hour.
+        if (!parseDouble(fields[3], seconds) || seconds * sampleRate < 1.0 || seconds > 3600.0) {
+            return "the step must last from one sample (1/48000 s) to 3600 seconds";
+        }
+        out = steps(frequency, first, second, static_cast<std::uint64_t>(std::llround(seconds * sampleRate)));
+        return {};
+    }
+
+    static std::string parseCounter(const std::vector<std::string>& fields, SignalGenerator& out) {
+        std::uint64_t start = 0;
+        if (fields.size() > 1 ||
+            (fields.size() == 1 && (!parseUnsigned(fields[0], start) || start > 65535))) {
+            return "expected counter[:START] with START from 0 to 65535";
+        }
+        out = counter(static_cast<std::uint16_t>(start));
+        return {};
+    }
+
+    // Reducing the phase in whole cycles of the sample rate keeps it exact for integral frequencies however
+    // long the stream runs.
+    std::int16_t sineSample(double level, std::uint64_t n) const {
+        const double cycles = std::fmod(frequencyHz * static_cast<double>(n), sampleRate) / sampleRate;
+        return clamp(std::lround(level * 32767.0 * std::sin(twoPi * cycles)));
     }
 
     static std::int16_t clamp(long value) {
@@ -235,14 +317,16 @@ private:
         return errno == 0 && end == text.c_str() + text.size();
     }
 
-    Kind m_kind;
-    std::string m_description;
-    double m_frequencyHz = 0.0;
-    double m_amplitude = 0.0;
-    std::uint64_t m_key = 0;
-    std::shared_ptr<const std::vector<std::int16_t>> m_samples;
-    unsigned m_fileChannels = 1;
-    unsigned m_fileChannel = 0;
+    Kind signalKind;
+    std::string descriptionText;
+    double frequencyHz = 0.0;
+    double amplitude = 0.0;
+    double secondAmplitude = 0.0;
+    std::uint64_t stepSamples = 1;
+    std::uint64_t key = 0;
+    std::shared_ptr<const std::vector<std::int16_t>> sampleTable;
+    unsigned fileChannels = 1;
+    unsigned fileChannel = 0;
 };
 
 } // namespace avtptalker
