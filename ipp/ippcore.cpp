@@ -19,7 +19,7 @@ struct StatusText {
 // Ascending by code, as the search below expects. The four rows without a name belong to the loading of
 // shared libraries and to an efficiency warning; they are kept so that every code this layer can meet in a
 // log has its text.
-constexpr StatusText kStatusTexts[] = {
+constexpr StatusText statusTexts[] = {
     {-9702, "No shared libraries were found in the Waterfall procedure"},
     {-9701, "No DLLs were found in the Waterfall procedure"},
     {-9700, "Error at loading of %s library"},
@@ -42,9 +42,9 @@ constexpr StatusText kStatusTexts[] = {
     {53, "The function is inefficient due to the combination of input parameters"},
 };
 
-constexpr const char* kUnknownStatusText = "ippStsUnknownStatusCodeErr: Unknown status code";
+constexpr const char* unknownStatusText = "ippStsUnknownStatusCodeErr: Unknown status code";
 
-constexpr LibraryVersion kLibraryVersion = {
+constexpr LibraryVersion libraryVersion = {
     2021,
     6,
     0,
@@ -56,13 +56,13 @@ constexpr LibraryVersion kLibraryVersion = {
 };
 
 // Room in front of every block for the raw address, plus the worst-case distance to the next multiple of 64.
-constexpr int kAlignment = 64;
-constexpr int kOverhead = 72;
+constexpr int alignment = 64;
+constexpr int overhead = 72;
 
 } // namespace
 
 const char* ippGetStatusString(IppStatus status) {
-    for (const StatusText& row : kStatusTexts) {
+    for (const StatusText& row : statusTexts) {
         if (row.code == status) {
             return row.text;
         }
@@ -70,25 +70,25 @@ const char* ippGetStatusString(IppStatus status) {
             break;
         }
     }
-    return kUnknownStatusText;
+    return unknownStatusText;
 }
 
 const LibraryVersion* ippGetLibVersion() {
-    return &kLibraryVersion;
+    return &libraryVersion;
 }
 
 void* ippMalloc(int size) {
-    if (size < 1 || size > std::numeric_limits<std::int32_t>::max() - kOverhead) {
+    if (size < 1 || size > std::numeric_limits<std::int32_t>::max() - overhead) {
         return nullptr;
     }
-    auto* raw = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(size) + kOverhead));
+    auto* raw = static_cast<unsigned char*>(std::malloc(static_cast<std::size_t>(size) + overhead));
     if (raw == nullptr) {
         return nullptr;
     }
     // Rounding raw + 71 down to 64 leaves at least 8 bytes in front of the block for the raw address and at
     // least `size` bytes behind it.
     const std::uintptr_t block =
-        (reinterpret_cast<std::uintptr_t>(raw) + kOverhead - 1) & ~std::uintptr_t{kAlignment - 1};
+        (reinterpret_cast<std::uintptr_t>(raw) + overhead - 1) & ~std::uintptr_t{alignment - 1};
     auto* aligned = reinterpret_cast<unsigned char*>(block);
     std::memcpy(aligned - sizeof(void*), &raw, sizeof(void*));
     return aligned;
@@ -108,7 +108,7 @@ IppStatus ippInit() {
     CpuFeatures features = readCpuFeatures();
     if (!features.hasCpuid) {
         // Every x86-64 processor has MMX, SSE and SSE2.
-        features.mask = kFeatureMmx | kFeatureSse | kFeatureSse2;
+        features.mask = featureMmx | featureSse | featureSse2;
     }
     const ValidatedFeatures validated = validateFeatures(features.mask);
     ippJumpIndexForMergedLibs.store(chooseFamily(validated.mask), std::memory_order_relaxed);

@@ -7,18 +7,18 @@ namespace sonacore::ipp::detail {
 
 namespace {
 
-constexpr std::uint64_t kKnownFeatures =
-    kFeatureMmx | kFeatureSse | kFeatureSse2 | kFeatureSse3 | kFeatureSsse3 | kFeatureMovbe | kFeatureSse41 |
-    kFeatureSse42 | kFeatureAvx | kFeatureAvxState | kFeatureAvx2 | kFeaturesAvx512All | kFeatureAvx512State;
+constexpr std::uint64_t knownFeatures =
+    featureMmx | featureSse | featureSse2 | featureSse3 | featureSsse3 | featureMovbe | featureSse41 |
+    featureSse42 | featureAvx | featureAvxState | featureAvx2 | featuresAvx512All | featureAvx512State;
 
 // Each family's leading feature and everything the family's code takes for granted below it. A mask that
 // names a leading feature without the rest is completed, lowest family first so that the completion of a
 // newer family also carries the older ones.
-constexpr std::uint64_t kBelowSse2 = kFeatureMmx | kFeatureSse;
-constexpr std::uint64_t kBelowAvx =
-    kBelowSse2 | kFeatureSse2 | kFeatureSse3 | kFeatureSsse3 | kFeatureSse41 | kFeatureSse42;
-constexpr std::uint64_t kBelowAvx2 = kBelowAvx | kFeatureAvx | kFeatureMovbe;
-constexpr std::uint64_t kBelowAvx512 = kBelowAvx2 | kFeatureAvx2;
+constexpr std::uint64_t belowSse2 = featureMmx | featureSse;
+constexpr std::uint64_t belowAvx =
+    belowSse2 | featureSse2 | featureSse3 | featureSsse3 | featureSse41 | featureSse42;
+constexpr std::uint64_t belowAvx2 = belowAvx | featureAvx | featureMovbe;
+constexpr std::uint64_t belowAvx512 = belowAvx2 | featureAvx2;
 
 // The operating system's register state, read with xgetbv. Written as an instruction so that this file
 // needs no compiler flag beyond the baseline.
@@ -56,37 +56,37 @@ CpuFeatures readCpuFeatures() {
 
     std::uint64_t mask = 0;
     __cpuid(1, eax, ebx, ecx, edx);
-    mask |= bit(edx, 23) ? kFeatureMmx : 0;
-    mask |= bit(edx, 25) ? kFeatureSse : 0;
-    mask |= bit(edx, 26) ? kFeatureSse2 : 0;
-    mask |= bit(ecx, 0) ? kFeatureSse3 : 0;
-    mask |= bit(ecx, 9) ? kFeatureSsse3 : 0;
-    mask |= bit(ecx, 22) ? kFeatureMovbe : 0;
-    mask |= bit(ecx, 19) ? kFeatureSse41 : 0;
-    mask |= bit(ecx, 20) ? kFeatureSse42 : 0;
-    mask |= bit(ecx, 28) ? kFeatureAvx : 0;
+    mask |= bit(edx, 23) ? featureMmx : 0;
+    mask |= bit(edx, 25) ? featureSse : 0;
+    mask |= bit(edx, 26) ? featureSse2 : 0;
+    mask |= bit(ecx, 0) ? featureSse3 : 0;
+    mask |= bit(ecx, 9) ? featureSsse3 : 0;
+    mask |= bit(ecx, 22) ? featureMovbe : 0;
+    mask |= bit(ecx, 19) ? featureSse41 : 0;
+    mask |= bit(ecx, 20) ? featureSse42 : 0;
+    mask |= bit(ecx, 28) ? featureAvx : 0;
     const bool osxsave = bit(ecx, 27);
     if (osxsave) {
         const std::uint64_t xcr0 = readXcr0();
         // SSE and AVX registers (bits 1 and 2); for AVX-512 also the mask registers and both halves of the
         // upper register file (bits 5 to 7).
         if ((xcr0 & 0x6) == 0x6) {
-            mask |= kFeatureAvxState;
+            mask |= featureAvxState;
             if ((xcr0 & 0xe0) == 0xe0) {
-                mask |= kFeatureAvx512State;
+                mask |= featureAvx512State;
             }
         }
     }
     if (maxLeaf >= 7) {
         __cpuid_count(7, 0, eax, ebx, ecx, edx);
-        mask |= bit(ebx, 5) ? kFeatureAvx2 : 0;
-        mask |= bit(ebx, 16) ? kFeatureAvx512F : 0;
-        mask |= bit(ebx, 28) ? kFeatureAvx512Cd : 0;
-        mask |= bit(ebx, 27) ? kFeatureAvx512Er : 0;
-        mask |= bit(ebx, 26) ? kFeatureAvx512Pf : 0;
-        mask |= bit(ebx, 30) ? kFeatureAvx512Bw : 0;
-        mask |= bit(ebx, 17) ? kFeatureAvx512Dq : 0;
-        mask |= bit(ebx, 31) ? kFeatureAvx512Vl : 0;
+        mask |= bit(ebx, 5) ? featureAvx2 : 0;
+        mask |= bit(ebx, 16) ? featureAvx512F : 0;
+        mask |= bit(ebx, 28) ? featureAvx512Cd : 0;
+        mask |= bit(ebx, 27) ? featureAvx512Er : 0;
+        mask |= bit(ebx, 26) ? featureAvx512Pf : 0;
+        mask |= bit(ebx, 30) ? featureAvx512Bw : 0;
+        mask |= bit(ebx, 17) ? featureAvx512Dq : 0;
+        mask |= bit(ebx, 31) ? featureAvx512Vl : 0;
     }
     features.mask = mask;
     return features;
@@ -94,26 +94,26 @@ CpuFeatures readCpuFeatures() {
 
 ValidatedFeatures validateFeatures(std::uint64_t mask) {
     ValidatedFeatures result;
-    if ((mask & (kFeatureAvx | kFeatureAvx2)) != 0 && (mask & kFeatureAvxState) == 0) {
-        mask &= ~(kFeatureAvx | kFeatureAvx2);
+    if ((mask & (featureAvx | featureAvx2)) != 0 && (mask & featureAvxState) == 0) {
+        mask &= ~(featureAvx | featureAvx2);
         result.status = ippStsFeatureNotSupported;
     }
-    if ((mask & kFeaturesAvx512All) != 0 && (mask & kFeatureAvx512State) == 0) {
-        mask &= ~kFeaturesAvx512All;
+    if ((mask & featuresAvx512All) != 0 && (mask & featureAvx512State) == 0) {
+        mask &= ~featuresAvx512All;
         result.status = ippStsFeatureNotSupported;
     }
-    if ((mask & ~kKnownFeatures) != 0) {
-        mask &= kKnownFeatures;
+    if ((mask & ~knownFeatures) != 0) {
+        mask &= knownFeatures;
         result.status = ippStsUnknownFeature;
     }
     const struct {
         std::uint64_t leading;
         std::uint64_t below;
     } families[] = {
-        {kFeatureSse2, kBelowSse2},
-        {kFeatureAvx, kBelowAvx},
-        {kFeatureAvx2, kBelowAvx2},
-        {kFeatureAvx512F, kBelowAvx512},
+        {featureSse2, belowSse2},
+        {featureAvx, belowAvx},
+        {featureAvx2, belowAvx2},
+        {featureAvx512F, belowAvx512},
     };
     // Newest first, so that a completed newer family's features count when the older ones are checked.
     for (int i = 3; i >= 0; --i) {
@@ -122,7 +122,7 @@ ValidatedFeatures validateFeatures(std::uint64_t mask) {
             result.status = ippStsFeaturesCombination;
         }
     }
-    if ((mask & kFeatureSse2) == 0) {
+    if ((mask & featureSse2) == 0) {
         result.status = ippStsNotSupportedCpu;
     }
     result.mask = mask;
@@ -130,16 +130,16 @@ ValidatedFeatures validateFeatures(std::uint64_t mask) {
 }
 
 int chooseFamily(std::uint64_t mask) {
-    if ((mask & kFeaturesAvx512Core) == kFeaturesAvx512Core) {
-        return kFamilyK0;
+    if ((mask & featuresAvx512Core) == featuresAvx512Core) {
+        return familyK0;
     }
-    if ((mask & kFeaturesAvx512Mic) == kFeaturesAvx512Mic || (mask & kFeatureAvx2) != 0) {
-        return kFamilyL9;
+    if ((mask & featuresAvx512Mic) == featuresAvx512Mic || (mask & featureAvx2) != 0) {
+        return familyL9;
     }
-    if ((mask & kFeatureAvx) != 0) {
-        return kFamilyE9;
+    if ((mask & featureAvx) != 0) {
+        return familyE9;
     }
-    return kFamilyY8;
+    return familyY8;
 }
 
 } // namespace sonacore::ipp::detail

@@ -5,9 +5,9 @@
 namespace sonacore::ipp::detail {
 
 const FamilyKernels& familyKernels(int family) {
-    static const FamilyKernels* const kTables[kFamilyCount] = {&kFamilyY8Kernels, &kFamilyE9Kernels,
-                                                               &kFamilyL9Kernels, &kFamilyK0Kernels};
-    return *kTables[family];
+    static const FamilyKernels* const tables[familyCount] = {&familyY8Kernels, &familyE9Kernels,
+                                                             &familyL9Kernels, &familyK0Kernels};
+    return *tables[family];
 }
 
 } // namespace sonacore::ipp::detail

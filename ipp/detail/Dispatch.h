@@ -35,10 +35,10 @@ struct FamilyKernels {
     IppStatus (*iir64f)(const double* source, double* destination, int length, IirState* state);
 };
 
-extern const FamilyKernels kFamilyY8Kernels;
-extern const FamilyKernels kFamilyE9Kernels;
-extern const FamilyKernels kFamilyL9Kernels;
-extern const FamilyKernels kFamilyK0Kernels;
+extern const FamilyKernels familyY8Kernels;
+extern const FamilyKernels familyE9Kernels;
+extern const FamilyKernels familyL9Kernels;
+extern const FamilyKernels familyK0Kernels;
 
 // The kernels of a variant by its number in the jump index, 0 to 3.
 const FamilyKernels& familyKernels(int family);

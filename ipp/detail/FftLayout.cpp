@@ -9,10 +9,10 @@ namespace sonacore::ipp::detail {
 
 namespace {
 
-constexpr std::int64_t kBlock = 64;
+constexpr std::int64_t alignmentBlock = 64;
 
 std::int64_t roundUp(std::int64_t bytes) {
-    return (bytes + kBlock - 1) / kBlock * kBlock;
+    return (bytes + alignmentBlock - 1) / alignmentBlock * alignmentBlock;
 }
 
 // cos and sin of 2 pi k / n, worked out in long double so that the float tables are correctly rounded, and
@@ -23,11 +23,11 @@ void unitRoot(std::int64_t k, std::int64_t n, double& cosine, double& sine) {
         k += n;
     }
     if ((4 * k) % n == 0) {
-        static constexpr double kCos[4] = {1.0, 0.0, -1.0, 0.0};
-        static constexpr double kSin[4] = {0.0, 1.0, 0.0, -1.0};
+        static constexpr double quarterCos[4] = {1.0, 0.0, -1.0, 0.0};
+        static constexpr double quarterSin[4] = {0.0, 1.0, 0.0, -1.0};
         const std::int64_t quarter = 4 * k / n;
-        cosine = kCos[quarter];
-        sine = kSin[quarter];
+        cosine = quarterCos[quarter];
+        sine = quarterSin[quarter];
         return;
     }
     const long double angle = 2.0L * 3.14159265358979323846264338327950288L * static_cast<long double>(k) /
@@ -73,8 +73,8 @@ Plan makePlan(int order, int lanes) {
 }
 
 std::int64_t planBytes(const Plan& plan) {
-    return kBlock + roundUp(sizeof(FftSpec)) + roundUp(4 * plan.stageFloats) + roundUp(4 * plan.crossFloats) +
-           2 * roundUp(4 * plan.postFloats);
+    return alignmentBlock + roundUp(sizeof(FftSpec)) + roundUp(4 * plan.stageFloats) +
+           roundUp(4 * plan.crossFloats) + 2 * roundUp(4 * plan.postFloats);
 }
 
 double forwardScaleOf(int flag, std::int64_t n) {
@@ -102,13 +102,13 @@ double inverseScaleOf(int flag, std::int64_t n) {
 } // namespace
 
 int fftLanes(int order, int maxLanes) {
-    if (order <= kFftDirectMaxOrder) {
+    if (order <= fftDirectMaxOrder) {
         return 0;
     }
     // Combining the lanes takes blocks of L x L points, so a lane needs at least L points.
     const std::int64_t m = std::int64_t{1} << (order - 1);
     int lanes = maxLanes;
-    while (lanes > kLanesSse && std::int64_t{lanes} * lanes > m) {
+    while (lanes > lanesSse && std::int64_t{lanes} * lanes > m) {
         lanes /= 2;
     }
     return lanes;
@@ -123,15 +123,15 @@ FftSizes fftSizes(int order) {
         return sizes;
     }
     std::int64_t specBytes = 0;
-    for (int maxLanes : {kLanesSse, kLanesAvx, kLanesAvx512}) {
+    for (int maxLanes : {lanesSse, lanesAvx, lanesAvx512}) {
         const int lanes = fftLanes(order, maxLanes);
         const std::int64_t bytes = planBytes(makePlan(order, lanes));
         specBytes = bytes > specBytes ? bytes : specBytes;
     }
     // The work buffer holds the lanes' data (N floats) and then the complex spectrum as two arrays of M + 1
     // values L apart; 64 more leave room to align it.
-    sizes.specSize = static_cast<int>(specBytes + kBlock);
-    sizes.workBufferSize = static_cast<int>(4 * (n + kLanesAvx512 + 1) + kBlock);
+    sizes.specSize = static_cast<int>(specBytes + alignmentBlock);
+    sizes.workBufferSize = static_cast<int>(4 * (n + lanesAvx512 + 1) + alignmentBlock);
     return sizes;
 }
 
@@ -140,7 +140,7 @@ FftSpec* buildFftSpec(unsigned char* memory, int order, int flag, int hint, int 
     const Plan plan = makePlan(order, lanes);
 
     auto* fft = reinterpret_cast<FftSpec*>(memory);
-    fft->identity = kFftSpecIdentity;
+    fft->identity = fftSpecIdentity;
     fft->order = order;
     fft->flag = flag;
     fft->hint = hint;

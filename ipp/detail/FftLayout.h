@@ -14,9 +14,9 @@
 // x[2n] + i x[2n + 1]. With a vector of L lanes, M = L x P: each lane l first transforms its own sequence
 // z[L m + l] of P points (radix-4 Stockham stages, all lanes in step, so no shuffles), then one pass combines
 // the L lanes (twiddle, transpose, L-point transform), and a last pass splits the complex spectrum into the
-// real one and applies the scale. Orders up to kFftDirectMaxOrder are summed directly instead.
+// real one and applies the scale. Orders up to fftDirectMaxOrder are summed directly instead.
 struct FftSpec {
-    std::int32_t identity; // kFftSpecIdentity; the first field, checked by the transform
+    std::int32_t identity; // fftSpecIdentity; the first field, checked by the transform
     std::int32_t order;
     std::int32_t flag;
     std::int32_t hint;
@@ -35,14 +35,14 @@ struct FftSpec {
 
 namespace sonacore::ipp::detail {
 
-constexpr std::int32_t kFftSpecIdentity = 7;
-constexpr int kFftDirectMaxOrder = 4;
-constexpr int kFftMaxOrder = 29;
+constexpr std::int32_t fftSpecIdentity = 7;
+constexpr int fftDirectMaxOrder = 4;
+constexpr int fftMaxOrder = 29;
 
 // Vector widths of the variants, in floats.
-constexpr int kLanesSse = 4;
-constexpr int kLanesAvx = 8;
-constexpr int kLanesAvx512 = 16;
+constexpr int lanesSse = 4;
+constexpr int lanesAvx = 8;
+constexpr int lanesAvx512 = 16;
 
 struct FftSizes {
     int specSize = 0;
@@ -55,9 +55,9 @@ struct FftSizes {
 int fftLanes(int order, int maxLanes);
 
 // The largest order whose transform object and work buffer fit byte counts of a signed 32-bit integer.
-constexpr int kFftMaxBuildableOrder = 28;
+constexpr int fftMaxBuildableOrder = 28;
 
-// Sizes for `order` (0 to kFftMaxBuildableOrder). They cover every variant's layout, so an object sized
+// Sizes for `order` (0 to fftMaxBuildableOrder). They cover every variant's layout, so an object sized
 // under one variant fits another.
 FftSizes fftSizes(int order);
 

@@ -7,9 +7,9 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 struct E9Traits {
-    static constexpr int kMaxLanes = 8;
-    static constexpr bool kFftOrderFirst = false;
-    static constexpr int kFftMaxInitOrder = 29;
+    static constexpr int maxLanes = 8;
+    static constexpr bool fftOrderFirst = false;
+    static constexpr int fftMaxInitOrder = 29;
 };
 
 } // namespace
@@ -17,6 +17,6 @@ struct E9Traits {
 
 namespace sonacore::ipp::detail {
 
-const FamilyKernels kFamilyE9Kernels = kernels::Entries<kernels::E9Traits>::table();
+const FamilyKernels familyE9Kernels = kernels::Entries<kernels::E9Traits>::table();
 
 } // namespace sonacore::ipp::detail

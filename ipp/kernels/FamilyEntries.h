@@ -3,9 +3,9 @@
 // The dispatched primitives of one processor variant: argument checks in their fixed order, then the
 // kernels. Included once by each variant's file, which is compiled with that variant's instruction set and
 // names its traits:
-//   kMaxLanes            the widest float vector the variant uses
-//   kFftOrderFirst       whether the size query checks the order limit before the flag
-//   kFftMaxInitOrder     the largest order the initialisation accepts
+//   maxLanes            the widest float vector the variant uses
+//   fftOrderFirst       whether the size query checks the order limit before the flag
+//   fftMaxInitOrder     the largest order the initialisation accepts
 
 #include "ipp/detail/Dispatch.h"
 #include "ipp/detail/FftLayout.h"
@@ -23,7 +23,7 @@
 namespace sonacore::ipp::kernels {
 namespace {
 
-constexpr int kFftStackFloats = 64;
+constexpr int fftStackFloats = 64;
 
 template <class Traits> struct Entries {
     static IppStatus set32f(float value, float* destination, int length) {
@@ -127,16 +127,16 @@ template <class Traits> struct Entries {
         if (specSize == nullptr || specBufferSize == nullptr || workBufferSize == nullptr) {
             return ippStsNullPtrErr;
         }
-        if (Traits::kFftOrderFirst && order > detail::kFftMaxOrder) {
+        if (Traits::fftOrderFirst && order > detail::fftMaxOrder) {
             return ippStsFftOrderErr;
         }
         if (!validFftFlag(flag)) {
             return ippStsFftFlagErr;
         }
-        if (order > detail::kFftMaxOrder) {
+        if (order > detail::fftMaxOrder) {
             return ippStsFftOrderErr;
         }
-        if (order > detail::kFftMaxBuildableOrder) {
+        if (order > detail::fftMaxBuildableOrder) {
             return ippStsNoMemErr;
         }
         const detail::FftSizes sizes = detail::fftSizes(order);
@@ -152,7 +152,7 @@ template <class Traits> struct Entries {
         if (fftSpec == nullptr) {
             return ippStsNullPtrErr;
         }
-        if (order < 0 || order > Traits::kFftMaxInitOrder) {
+        if (order < 0 || order > Traits::fftMaxInitOrder) {
             return ippStsFftOrderErr;
         }
         if (specMemory == nullptr) {
@@ -161,13 +161,13 @@ template <class Traits> struct Entries {
         if (!validFftFlag(flag)) {
             return ippStsFftFlagErr;
         }
-        if (order > detail::kFftMaxBuildableOrder) {
+        if (order > detail::fftMaxBuildableOrder) {
             return ippStsNoMemErr;
         }
         const std::uintptr_t aligned =
             (reinterpret_cast<std::uintptr_t>(specMemory) + 63) & ~std::uintptr_t{63};
         *fftSpec = detail::buildFftSpec(reinterpret_cast<unsigned char*>(aligned), order, flag, hint,
-                                        Traits::kMaxLanes);
+                                        Traits::maxLanes);
         return ippStsNoErr;
     }
 
@@ -178,7 +178,7 @@ template <class Traits> struct Entries {
         }
         std::int32_t identity = 0;
         std::memcpy(&identity, fftSpec, sizeof identity);
-        if (identity != detail::kFftSpecIdentity) {
+        if (identity != detail::fftSpecIdentity) {
             return ippStsContextMatchErr;
         }
         if (source == nullptr || destination == nullptr) {
@@ -189,7 +189,7 @@ template <class Traits> struct Entries {
             realForwardDirect(source, destination, fft);
             return ippStsNoErr;
         }
-        float stackWork[kFftStackFloats];
+        float stackWork[fftStackFloats];
         float* work = stackWork;
         if (fft->order > 5) {
             if (workBuffer == nullptr) {
@@ -200,16 +200,16 @@ template <class Traits> struct Entries {
             work = reinterpret_cast<float*>(aligned);
         }
         switch (fft->lanes) {
-        case detail::kLanesSse:
+        case detail::lanesSse:
             realForward<F4>(source, destination, fft, work);
             return ippStsNoErr;
 #if defined(__AVX__)
-        case detail::kLanesAvx:
+        case detail::lanesAvx:
             realForward<F8>(source, destination, fft, work);
             return ippStsNoErr;
 #endif
 #if defined(__AVX512F__)
-        case detail::kLanesAvx512:
+        case detail::lanesAvx512:
             realForward<F16>(source, destination, fft, work);
             return ippStsNoErr;
 #endif
@@ -228,7 +228,7 @@ template <class Traits> struct Entries {
         }
         const std::int64_t sections = numBq;
         const std::int64_t bytes =
-            16 * ((40 * sections + 15) / 16 + sections) + (32 * sections + detail::kIirChunk) * 8 + 960;
+            16 * ((40 * sections + 15) / 16 + sections) + (32 * sections + detail::iirChunkLength) * 8 + 960;
         if (bytes > INT32_MAX) {
             return ippStsIIROrderErr;
         }
@@ -248,7 +248,7 @@ template <class Traits> struct Entries {
         auto* iir = reinterpret_cast<IirState*>(aligned);
         auto* arrays = reinterpret_cast<double*>(aligned + 64);
         iir->taps = arrays;
-        iir->delay = arrays + ((detail::kIirTapsPerSection * numBq + 3) & ~3);
+        iir->delay = arrays + ((detail::iirTapsPerSection * numBq + 3) & ~3);
         iir->scratch = iir->delay + ((2 * numBq + 3) & ~3);
         iir->numBq = numBq;
         // The identity is written last, so a refused set of taps leaves nothing that the filter would take.
@@ -260,7 +260,7 @@ template <class Traits> struct Entries {
             if (a0 == 0.0 || t[0] == 0.0) {
                 return ippStsDivByZeroErr;
             }
-            double* normalised = iir->taps + detail::kIirTapsPerSection * s;
+            double* normalised = iir->taps + detail::iirTapsPerSection * s;
             normalised[0] = t[0] / a0;
             normalised[1] = t[1] / a0;
             normalised[2] = t[2] / a0;
@@ -270,7 +270,7 @@ template <class Traits> struct Entries {
         for (int i = 0; i < 2 * numBq; ++i) {
             iir->delay[i] = delayLine != nullptr ? delayLine[i] : 0.0;
         }
-        iir->identity = detail::kIirBiquadIdentity;
+        iir->identity = detail::iirBiquadIdentity;
         *state = iir;
         return ippStsNoErr;
     }
@@ -284,11 +284,12 @@ template <class Traits> struct Entries {
         }
         std::int32_t identity = 0;
         std::memcpy(&identity, state, sizeof identity);
-        if (identity != detail::kIirBiquadIdentity && identity != detail::kIirDirectFormIdentity) {
+        if (identity != detail::iirBiquadIdentity && identity != detail::iirDirectFormIdentity) {
             return ippStsContextMatchErr;
         }
-        for (int done = 0; done < length; done += detail::kIirChunk) {
-            const int chunk = (length - done < detail::kIirChunk) ? length - done : detail::kIirChunk;
+        for (int done = 0; done < length; done += detail::iirChunkLength) {
+            const int chunk =
+                (length - done < detail::iirChunkLength) ? length - done : detail::iirChunkLength;
             iirChunk(source + done, destination + done, chunk, state);
         }
         return ippStsNoErr;

@@ -7,9 +7,9 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 struct K0Traits {
-    static constexpr int kMaxLanes = 16;
-    static constexpr bool kFftOrderFirst = true;
-    static constexpr int kFftMaxInitOrder = 28;
+    static constexpr int maxLanes = 16;
+    static constexpr bool fftOrderFirst = true;
+    static constexpr int fftMaxInitOrder = 28;
 };
 
 } // namespace
@@ -17,6 +17,6 @@ struct K0Traits {
 
 namespace sonacore::ipp::detail {
 
-const FamilyKernels kFamilyK0Kernels = kernels::Entries<kernels::K0Traits>::table();
+const FamilyKernels familyK0Kernels = kernels::Entries<kernels::K0Traits>::table();
 
 } // namespace sonacore::ipp::detail

@@ -7,9 +7,9 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 struct L9Traits {
-    static constexpr int kMaxLanes = 8;
-    static constexpr bool kFftOrderFirst = true;
-    static constexpr int kFftMaxInitOrder = 28;
+    static constexpr int maxLanes = 8;
+    static constexpr bool fftOrderFirst = true;
+    static constexpr int fftMaxInitOrder = 28;
 };
 
 } // namespace
@@ -17,6 +17,6 @@ struct L9Traits {
 
 namespace sonacore::ipp::detail {
 
-const FamilyKernels kFamilyL9Kernels = kernels::Entries<kernels::L9Traits>::table();
+const FamilyKernels familyL9Kernels = kernels::Entries<kernels::L9Traits>::table();
 
 } // namespace sonacore::ipp::detail

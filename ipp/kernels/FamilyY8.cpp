@@ -7,9 +7,9 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 struct Y8Traits {
-    static constexpr int kMaxLanes = 4;
-    static constexpr bool kFftOrderFirst = false;
-    static constexpr int kFftMaxInitOrder = 29;
+    static constexpr int maxLanes = 4;
+    static constexpr bool fftOrderFirst = false;
+    static constexpr int fftMaxInitOrder = 29;
 };
 
 } // namespace
@@ -17,6 +17,6 @@ struct Y8Traits {
 
 namespace sonacore::ipp::detail {
 
-const FamilyKernels kFamilyY8Kernels = kernels::Entries<kernels::Y8Traits>::table();
+const FamilyKernels familyY8Kernels = kernels::Entries<kernels::Y8Traits>::table();
 
 } // namespace sonacore::ipp::detail

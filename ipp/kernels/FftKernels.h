@@ -13,10 +13,10 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 // cos and -sin of 2 pi k / 16; the smaller transforms use every (16 / n)-th.
-constexpr float kW16Re[8] = {1.0f, 0.923879532511286756f,  0.707106781186547524f,  0.382683432433188300f,
-                             0.0f, -0.382683432433188300f, -0.707106781186547524f, -0.923879532511286756f};
-constexpr float kW16Im[8] = {0.0f,  -0.382683432433188300f, -0.707106781186547524f, -0.923879532511286756f,
-                             -1.0f, -0.923879532511286756f, -0.707106781186547524f, -0.382683432433188300f};
+constexpr float w16Re[8] = {1.0f, 0.923879532511286756f,  0.707106781186547524f,  0.382683432433188300f,
+                            0.0f, -0.382683432433188300f, -0.707106781186547524f, -0.923879532511286756f};
+constexpr float w16Im[8] = {0.0f,  -0.382683432433188300f, -0.707106781186547524f, -0.923879532511286756f,
+                            -1.0f, -0.923879532511286756f, -0.707106781186547524f, -0.382683432433188300f};
 
 template <class O>
 inline void complexMultiply(typename O::T& re, typename O::T& im, typename O::T wr, typename O::T wi) {
@@ -25,10 +25,10 @@ inline void complexMultiply(typename O::T& re, typename O::T& im, typename O::T 
     re = r;
 }
 
-template <class O, bool kFromSource>
+template <class O, bool fromSource>
 inline void loadElement(const float* data, std::ptrdiff_t element, typename O::T& re, typename O::T& im) {
-    constexpr int L = O::kLanes;
-    if constexpr (kFromSource) {
+    constexpr int L = O::lanes;
+    if constexpr (fromSource) {
         O::deinterleave(data + 2 * L * element, re, im);
     } else {
         re = O::load(data + 2 * L * element);
@@ -38,14 +38,14 @@ inline void loadElement(const float* data, std::ptrdiff_t element, typename O::T
 
 template <class O>
 inline void storeElement(float* data, std::ptrdiff_t element, typename O::T re, typename O::T im) {
-    constexpr int L = O::kLanes;
+    constexpr int L = O::lanes;
     O::store(data + 2 * L * element, re);
     O::store(data + 2 * L * element + L, im);
 }
 
 // One radix-4 Stockham stage of decimation in frequency over sequences of length n with stride s (n s = P).
 // Reading from the source de-interleaves the real input into the element layout on the way.
-template <class O, bool kFromSource>
+template <class O, bool fromSource>
 void radix4Stage(const float* x, float* y, std::ptrdiff_t n, std::ptrdiff_t s, std::ptrdiff_t quarter,
                  const float* twiddles) {
     using T = typename O::T;
@@ -61,10 +61,10 @@ void radix4Stage(const float* x, float* y, std::ptrdiff_t n, std::ptrdiff_t s, s
         for (std::ptrdiff_t q = 0; q < s; ++q) {
             const std::ptrdiff_t in = q + s * p;
             T ar, ai, br, bi, cr, ci, dr, di;
-            loadElement<O, kFromSource>(x, in, ar, ai);
-            loadElement<O, kFromSource>(x, in + quarter, br, bi);
-            loadElement<O, kFromSource>(x, in + 2 * quarter, cr, ci);
-            loadElement<O, kFromSource>(x, in + 3 * quarter, dr, di);
+            loadElement<O, fromSource>(x, in, ar, ai);
+            loadElement<O, fromSource>(x, in + quarter, br, bi);
+            loadElement<O, fromSource>(x, in + 2 * quarter, cr, ci);
+            loadElement<O, fromSource>(x, in + 3 * quarter, dr, di);
             const T apcr = O::add(ar, cr);
             const T apci = O::add(ai, ci);
             const T amcr = O::sub(ar, cr);
@@ -127,7 +127,7 @@ inline void smallDft(const typename O::T* r, const typename O::T* i, typename O:
                 tr = ti;
                 ti = O::neg(swap);
             } else if (index != 0) {
-                complexMultiply<O>(tr, ti, O::set1(kW16Re[index]), O::set1(kW16Im[index]));
+                complexMultiply<O>(tr, ti, O::set1(w16Re[index]), O::set1(w16Im[index]));
             }
             outR[k + N / 2] = O::sub(outR[k], tr);
             outI[k + N / 2] = O::sub(outI[k], ti);
@@ -142,7 +142,7 @@ inline void smallDft(const typename O::T* r, const typename O::T* i, typename O:
 template <class O>
 void combineLanes(const float* x, float* outRe, float* outIm, std::ptrdiff_t p, const FftSpec* fft) {
     using T = typename O::T;
-    constexpr int L = O::kLanes;
+    constexpr int L = O::lanes;
     const std::ptrdiff_t blocks = p / L;
     for (std::ptrdiff_t block = 0; block < blocks; ++block) {
         T re[L];
@@ -173,7 +173,7 @@ void combineLanes(const float* x, float* outRe, float* outIm, std::ptrdiff_t p, 
 template <class O>
 void splitReal(const float* zRe, const float* zIm, float* destination, std::ptrdiff_t m, const FftSpec* fft) {
     using T = typename O::T;
-    constexpr int L = O::kLanes;
+    constexpr int L = O::lanes;
     for (std::ptrdiff_t k = 0; k <= m / 2; k += L) {
         const T ar = O::load(zRe + k);
         const T ai = O::load(zIm + k);
@@ -194,7 +194,7 @@ void splitReal(const float* zRe, const float* zIm, float* destination, std::ptrd
 // The whole transform for lanes of type O. `work` holds N + L + 1 floats.
 template <class O>
 void realForward(const float* source, float* destination, const FftSpec* fft, float* work) {
-    constexpr int L = O::kLanes;
+    constexpr int L = O::lanes;
     const std::ptrdiff_t n = std::ptrdiff_t{1} << fft->order;
     const std::ptrdiff_t m = n / 2;
     const std::ptrdiff_t p = m / L;

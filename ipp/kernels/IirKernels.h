@@ -10,7 +10,7 @@
 namespace sonacore::ipp::kernels {
 namespace {
 
-using detail::kIirTapsPerSection;
+using detail::iirTapsPerSection;
 
 // The transposed direct form II, sample by sample, every section in turn. Used for short chunks, where
 // the block path would not pay for its set-up.
@@ -19,7 +19,7 @@ inline void iirSampleBySample(const double* source, double* destination, int len
     for (int n = 0; n < length; ++n) {
         double x = source[n];
         for (int s = 0; s < sections; ++s) {
-            const double* b = taps + kIirTapsPerSection * s;
+            const double* b = taps + iirTapsPerSection * s;
             double* d = delay + 2 * s;
             const double y = b[0] * x + d[0];
             d[0] = b[1] * x + b[3] * y + d[1];
@@ -48,11 +48,11 @@ void iirGroup(const double* source, double* destination, int length, const doubl
               double* scratch) {
     double b0[S], b1[S], b2[S], na1[S], na2[S], c1[S], c2[S], gain[S];
     for (int s = 0; s < S; ++s) {
-        b0[s] = taps[kIirTapsPerSection * s];
-        b1[s] = taps[kIirTapsPerSection * s + 1];
-        b2[s] = taps[kIirTapsPerSection * s + 2];
-        na1[s] = taps[kIirTapsPerSection * s + 3];
-        na2[s] = taps[kIirTapsPerSection * s + 4];
+        b0[s] = taps[iirTapsPerSection * s];
+        b1[s] = taps[iirTapsPerSection * s + 1];
+        b2[s] = taps[iirTapsPerSection * s + 2];
+        na1[s] = taps[iirTapsPerSection * s + 3];
+        na2[s] = taps[iirTapsPerSection * s + 4];
         c1[s] = b1[s] / b0[s];
         c2[s] = b2[s] / b0[s];
     }
@@ -169,7 +169,7 @@ void iirGroup(const double* source, double* destination, int length, const doubl
     }
 }
 
-// One chunk of at most kIirChunk samples through the whole cascade.
+// One chunk of at most iirChunkLength samples through the whole cascade.
 inline void iirChunk(const double* source, double* destination, int length, IirState* state) {
     const int sections = state->numBq;
     if (length <= 4 * sections) {
@@ -179,7 +179,7 @@ inline void iirChunk(const double* source, double* destination, int length, IirS
     const double* in = source;
     for (int first = 0; first < sections; first += 4) {
         const int group = (sections - first < 4) ? sections - first : 4;
-        const double* taps = state->taps + kIirTapsPerSection * first;
+        const double* taps = state->taps + iirTapsPerSection * first;
         double* delay = state->delay + 2 * first;
         switch (group) {
         case 1:

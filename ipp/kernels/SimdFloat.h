@@ -12,7 +12,7 @@ namespace {
 // Four lanes: SSE2, or the same operations in the VEX encoding when the file is built for AVX.
 struct F4 {
     using T = __m128;
-    static constexpr int kLanes = 4;
+    static constexpr int lanes = 4;
     static T load(const float* p) { return _mm_loadu_ps(p); }
     static void store(float* p, T a) { _mm_storeu_ps(p, a); }
     static T set1(float x) { return _mm_set1_ps(x); }
@@ -60,7 +60,7 @@ struct F4 {
 #if defined(__AVX__)
 struct F8 {
     using T = __m256;
-    static constexpr int kLanes = 8;
+    static constexpr int lanes = 8;
     static T load(const float* p) { return _mm256_loadu_ps(p); }
     static void store(float* p, T a) { _mm256_storeu_ps(p, a); }
     static T set1(float x) { return _mm256_set1_ps(x); }
@@ -136,7 +136,7 @@ struct F8 {
 #if defined(__AVX512F__)
 struct F16 {
     using T = __m512;
-    static constexpr int kLanes = 16;
+    static constexpr int lanes = 16;
     static T load(const float* p) { return _mm512_loadu_ps(p); }
     static void store(float* p, T a) { _mm512_storeu_ps(p, a); }
     static T set1(float x) { return _mm512_set1_ps(x); }

@@ -13,11 +13,11 @@ namespace sonacore::ipp::kernels {
 namespace {
 
 // Above this many bytes a filled array no longer fits the caches, so the AVX variants write around them.
-constexpr std::size_t kStreamingStoreBytes = 2097152;
+constexpr std::size_t streamingStoreBytes = 2097152;
 
 inline void setFloats(float value, float* destination, int length) {
 #if defined(__AVX__)
-    if (std::size_t{4} * static_cast<std::size_t>(length) > kStreamingStoreBytes) {
+    if (std::size_t{4} * static_cast<std::size_t>(length) > streamingStoreBytes) {
         int i = 0;
         while (i < length && (reinterpret_cast<std::uintptr_t>(destination + i) & 31u) != 0) {
             destination[i++] = value;

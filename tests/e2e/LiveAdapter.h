@@ -7,7 +7,7 @@
 
 namespace e2etest {
 
-/// The library's adapter of the interface `name`, after a fresh scan; null when the scan fails or finds none.
+// The library's adapter of the interface `name`, after a fresh scan; null when the scan fails or finds none.
 inline sonacore::INetworkDeviceInfo* adapterNamed(const std::string& name) {
     auto* manager = sonacore::INetworkDeviceManager::createInstance();
     if (!manager->scanDevices()) {

@@ -112,21 +112,21 @@ TEST(IppFree, IgnoresNull) {
 }
 
 TEST(ValidateFeatures, AcceptsACompleteMask) {
-    const std::uint64_t mask = 0xff | kFeatureAvx | kFeatureAvxState | kFeatureAvx2;
+    const std::uint64_t mask = 0xff | featureAvx | featureAvxState | featureAvx2;
     const ValidatedFeatures result = validateFeatures(mask);
     EXPECT_EQ(result.status, ippStsNoErr);
     EXPECT_EQ(result.mask, mask);
 }
 
 TEST(ValidateFeatures, DropsAvxWithoutTheOperatingSystemsState) {
-    const ValidatedFeatures result = validateFeatures(0xff | kFeatureAvx | kFeatureAvx2);
+    const ValidatedFeatures result = validateFeatures(0xff | featureAvx | featureAvx2);
     EXPECT_EQ(result.status, ippStsFeatureNotSupported);
     EXPECT_EQ(result.mask, 0xffu);
 }
 
 TEST(ValidateFeatures, DropsAvx512WithoutTheOperatingSystemsState) {
-    const std::uint64_t base = 0xff | kFeatureAvx | kFeatureAvxState | kFeatureAvx2;
-    const ValidatedFeatures result = validateFeatures(base | kFeaturesAvx512Core);
+    const std::uint64_t base = 0xff | featureAvx | featureAvxState | featureAvx2;
+    const ValidatedFeatures result = validateFeatures(base | featuresAvx512Core);
     EXPECT_EQ(result.status, ippStsFeatureNotSupported);
     EXPECT_EQ(result.mask, base);
 }
@@ -138,24 +138,24 @@ TEST(ValidateFeatures, ReportsAnUnknownBit) {
 }
 
 TEST(ValidateFeatures, CompletesAFamilyWithoutItsLowerFeatures) {
-    const ValidatedFeatures result = validateFeatures(kFeatureAvx | kFeatureAvxState);
+    const ValidatedFeatures result = validateFeatures(featureAvx | featureAvxState);
     EXPECT_EQ(result.status, ippStsFeaturesCombination);
     EXPECT_EQ(result.mask & 0xdf, 0xdfu);
-    EXPECT_NE(result.mask & kFeatureAvx, 0u);
+    EXPECT_NE(result.mask & featureAvx, 0u);
 }
 
 TEST(ValidateFeatures, ReportsAMaskWithoutSse2) {
-    const ValidatedFeatures result = validateFeatures(kFeatureMmx | kFeatureSse);
+    const ValidatedFeatures result = validateFeatures(featureMmx | featureSse);
     EXPECT_EQ(result.status, ippStsNotSupportedCpu);
 }
 
 TEST(ChooseFamily, TakesTheFirstMatchFromTheNewestDown) {
-    EXPECT_EQ(chooseFamily(kFeaturesAvx512Core | kFeatureAvx2 | kFeatureAvx), kFamilyK0);
-    EXPECT_EQ(chooseFamily(kFeaturesAvx512Mic), kFamilyL9);
-    EXPECT_EQ(chooseFamily(kFeatureAvx2 | kFeatureAvx), kFamilyL9);
-    EXPECT_EQ(chooseFamily(kFeatureAvx), kFamilyE9);
-    EXPECT_EQ(chooseFamily(0x7), kFamilyY8);
-    EXPECT_EQ(chooseFamily(0), kFamilyY8);
+    EXPECT_EQ(chooseFamily(featuresAvx512Core | featureAvx2 | featureAvx), familyK0);
+    EXPECT_EQ(chooseFamily(featuresAvx512Mic), familyL9);
+    EXPECT_EQ(chooseFamily(featureAvx2 | featureAvx), familyL9);
+    EXPECT_EQ(chooseFamily(featureAvx), familyE9);
+    EXPECT_EQ(chooseFamily(0x7), familyY8);
+    EXPECT_EQ(chooseFamily(0), familyY8);
 }
 
 TEST(IppInit, ChoosesTheVariantOfThisProcessor) {

@@ -25,21 +25,21 @@ inline std::vector<int> supportedFamilies() {
 }
 
 inline std::string familyName(const testing::TestParamInfo<int>& info) {
-    static const char* const kNames[] = {"y8", "e9", "l9", "k0"};
-    return kNames[info.param];
+    static const char* const names[] = {"y8", "e9", "l9", "k0"};
+    return names[info.param];
 }
 
 // Runs each test once per supported variant by setting the jump index, and restores it afterwards.
 class FamilyTest : public testing::TestWithParam<int> {
 protected:
     void SetUp() override {
-        saved_ = ippJumpIndexForMergedLibs.load();
+        savedJumpIndex = ippJumpIndexForMergedLibs.load();
         ippJumpIndexForMergedLibs.store(GetParam());
     }
-    void TearDown() override { ippJumpIndexForMergedLibs.store(saved_); }
+    void TearDown() override { ippJumpIndexForMergedLibs.store(savedJumpIndex); }
 
 private:
-    std::int32_t saved_ = -1;
+    std::int32_t savedJumpIndex = -1;
 };
 
 inline std::vector<float> randomFloats(std::size_t count, std::uint32_t seed) {

@@ -19,7 +19,7 @@ namespace {
 
 using Spectrum = std::vector<std::complex<long double>>;
 
-constexpr long double kPi = 3.14159265358979323846264338327950288L;
+constexpr long double pi = 3.14159265358979323846264338327950288L;
 
 // Bins 0 .. N/2 of the unscaled DFT, summed directly in long double from a table of the N roots of unity.
 Spectrum naiveDft(const std::vector<float>& x) {
@@ -27,7 +27,7 @@ Spectrum naiveDft(const std::vector<float>& x) {
     std::vector<long double> cosines(n);
     std::vector<long double> sines(n);
     for (std::size_t j = 0; j < n; ++j) {
-        const long double angle = 2.0L * kPi * static_cast<long double>(j) / n;
+        const long double angle = 2.0L * pi * static_cast<long double>(j) / n;
         cosines[j] = std::cos(angle);
         sines[j] = std::sin(angle);
     }
@@ -69,7 +69,7 @@ Spectrum referenceSpectrum(const std::vector<float>& x) {
     }
     std::vector<std::complex<long double>> roots(n / 2);
     for (std::size_t k = 0; k < n / 2; ++k) {
-        const long double angle = 2.0L * kPi * k / n;
+        const long double angle = 2.0L * pi * k / n;
         roots[k] = {std::cos(angle), -std::sin(angle)};
     }
     std::vector<std::complex<long double>> data(x.begin(), x.end());
@@ -127,13 +127,13 @@ Errors compare(const std::vector<float>& ccs, const Spectrum& reference, long do
 class FftAccuracy : public testing::TestWithParam<std::tuple<int, int>> {
 protected:
     void SetUp() override {
-        saved_ = ippJumpIndexForMergedLibs.load();
+        savedJumpIndex = ippJumpIndexForMergedLibs.load();
         ippJumpIndexForMergedLibs.store(std::get<0>(GetParam()));
     }
-    void TearDown() override { ippJumpIndexForMergedLibs.store(saved_); }
+    void TearDown() override { ippJumpIndexForMergedLibs.store(savedJumpIndex); }
 
 private:
-    std::int32_t saved_ = -1;
+    std::int32_t savedJumpIndex = -1;
 };
 
 TEST_P(FftAccuracy, MatchesLongDoubleReferenceOnRandomInput) {
@@ -164,8 +164,8 @@ TEST_P(FftAccuracy, MatchesLongDoubleReferenceOnRandomInput) {
 }
 
 std::string accuracyName(const testing::TestParamInfo<std::tuple<int, int>>& info) {
-    static const char* const kNames[] = {"y8", "e9", "l9", "k0"};
-    return std::string(kNames[std::get<0>(info.param)]) + "_order" + std::to_string(std::get<1>(info.param));
+    static const char* const names[] = {"y8", "e9", "l9", "k0"};
+    return std::string(names[std::get<0>(info.param)]) + "_order" + std::to_string(std::get<1>(info.param));
 }
 
 INSTANTIATE_TEST_SUITE_P(AllOrders, FftAccuracy,
@@ -174,7 +174,7 @@ INSTANTIATE_TEST_SUITE_P(AllOrders, FftAccuracy,
 
 class FftContract : public FamilyTest {
 protected:
-    bool newerVariant() const { return GetParam() >= detail::kFamilyL9; }
+    bool newerVariant() const { return GetParam() >= detail::familyL9; }
 };
 
 TEST_P(FftContract, GetSizeChecksOrderPointersAndFlagInOrder) {
@@ -413,7 +413,7 @@ TEST_P(FftContract, TransformThenConjCcsGivesAllBins) {
         long double re = 0.0L;
         long double im = 0.0L;
         for (std::size_t j = 0; j < n; ++j) {
-            const long double angle = 2.0L * kPi * static_cast<long double>((k * j) % n) / n;
+            const long double angle = 2.0L * pi * static_cast<long double>((k * j) % n) / n;
             re += input[j] * std::cos(angle);
             im -= input[j] * std::sin(angle);
         }

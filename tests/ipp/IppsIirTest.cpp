@@ -18,9 +18,10 @@ namespace {
 class ReferenceCascade {
 public:
     ReferenceCascade(const std::vector<double>& taps, const std::vector<double>& delayLine = {})
-        : sections_(taps.size() / 6), taps_(taps.begin(), taps.end()), delay_(2 * sections_, 0.0L) {
+        : sectionCount(taps.size() / 6), referenceTaps(taps.begin(), taps.end()),
+          delays(2 * sectionCount, 0.0L) {
         for (std::size_t i = 0; i < delayLine.size(); ++i) {
-            delay_[i] = delayLine[i];
+            delays[i] = delayLine[i];
         }
     }
 
@@ -28,9 +29,9 @@ public:
         std::vector<long double> output(input.size());
         for (std::size_t n = 0; n < input.size(); ++n) {
             long double x = input[n];
-            for (std::size_t s = 0; s < sections_; ++s) {
-                const long double* t = &taps_[6 * s];
-                long double* d = &delay_[2 * s];
+            for (std::size_t s = 0; s < sectionCount; ++s) {
+                const long double* t = &referenceTaps[6 * s];
+                long double* d = &delays[2 * s];
                 const long double y = t[0] / t[3] * x + d[0];
                 d[0] = t[1] / t[3] * x - t[4] / t[3] * y + d[1];
                 d[1] = t[2] / t[3] * x - t[5] / t[3] * y;
@@ -42,9 +43,9 @@ public:
     }
 
 private:
-    std::size_t sections_;
-    std::vector<long double> taps_;
-    std::vector<long double> delay_;
+    std::size_t sectionCount;
+    std::vector<long double> referenceTaps;
+    std::vector<long double> delays;
 };
 
 // Stable sections with poles of radius up to 0.995, random zeros and a0 other than 1.

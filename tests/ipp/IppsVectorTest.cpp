@@ -16,10 +16,10 @@ namespace {
 class VectorPrimitives : public FamilyTest {};
 
 // Lengths around every vector width and its remainders.
-const int kLengths[] = {1, 2, 3, 7, 8, 15, 16, 17, 31, 33, 64, 1000, 4099};
+const int lengths[] = {1, 2, 3, 7, 8, 15, 16, 17, 31, 33, 64, 1000, 4099};
 
 TEST_P(VectorPrimitives, SetFillsEveryElement) {
-    for (int length : kLengths) {
+    for (int length : lengths) {
         std::vector<float> data = nanFilled<float>(length + 1);
         ASSERT_EQ(ippsSet_32f(-3.25f, data.data(), length), ippStsNoErr);
         for (int i = 0; i < length; ++i) {
@@ -42,7 +42,7 @@ TEST_P(VectorPrimitives, SetFillsLargeUnalignedArraysToo) {
 }
 
 TEST_P(VectorPrimitives, MulMultipliesInPlace) {
-    for (int length : kLengths) {
+    for (int length : lengths) {
         const std::vector<float> a = randomFloats(length, 11u + length);
         const std::vector<float> b = randomFloats(length, 12u + length);
         std::vector<float> result = b;
@@ -60,7 +60,7 @@ TEST_P(VectorPrimitives, MulSquaresWhenBothArraysAreOne) {
 }
 
 TEST_P(VectorPrimitives, SqrSquaresDoubles) {
-    for (int length : kLengths) {
+    for (int length : lengths) {
         const std::vector<double> source = randomDoubles(length, 13u + length);
         std::vector<double> destination = nanFilled<double>(length);
         ASSERT_EQ(ippsSqr_64f(source.data(), destination.data(), length), ippStsNoErr);
@@ -93,7 +93,7 @@ TEST_P(VectorPrimitives, MagnitudeOfThreeFourIsFive) {
 }
 
 TEST_P(VectorPrimitives, PowerSpectrumAndMagnitudeMatchTheFormulaOnRandomInput) {
-    for (int length : kLengths) {
+    for (int length : lengths) {
         const std::vector<float> values = randomFloats(2 * length, 14u + length);
         const auto* source = reinterpret_cast<const std::complex<float>*>(values.data());
         std::vector<float> power = nanFilled<float>(length + 1);

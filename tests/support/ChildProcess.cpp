@@ -31,22 +31,22 @@ ChildProcess::~ChildProcess() {
 }
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
-    : m_pid(other.m_pid), m_outputFd(other.m_outputFd), m_exitStatus(other.m_exitStatus),
-      m_output(std::move(other.m_output)) {
-    other.m_pid = -1;
-    other.m_outputFd = -1;
+    : processId(other.processId), outputFd(other.outputFd), exitCode(other.exitCode),
+      outputText(std::move(other.outputText)) {
+    other.processId = -1;
+    other.outputFd = -1;
 }
 
 ChildProcess& ChildProcess::operator=(ChildProcess&& other) noexcept {
     if (this != &other) {
         terminate();
         closePipe();
-        m_pid = other.m_pid;
-        m_outputFd = other.m_outputFd;
-        m_exitStatus = other.m_exitStatus;
-        m_output = std::move(other.m_output);
-        other.m_pid = -1;
-        other.m_outputFd = -1;
+        processId = other.processId;
+        outputFd = other.outputFd;
+        exitCode = other.exitCode;
+        outputText = std::move(other.outputText);
+        other.processId = -1;
+        other.outputFd = -1;
     }
     return *this;
 }
@@ -61,8 +61,8 @@ bool ChildProcess::start(const std::vector<std::string>& arguments, std::string&
         return false;
     }
     closePipe();
-    m_output.clear();
-    m_exitStatus = -1;
+    outputText.clear();
+    exitCode = -1;
 
     int fds[2];
     // Close-on-exec keeps the read end out of the child; dup2 clears the flag on the child's copies of the
@@ -106,23 +106,23 @@ bool ChildProcess::start(const std::vector<std::string>& arguments, std::string&
         error = "cannot start '" + arguments[0] + "': " + std::strerror(result);
         return false;
     }
-    m_pid = pid;
-    m_outputFd = fds[0];
+    processId = pid;
+    outputFd = fds[0];
     return true;
 }
 
 void ChildProcess::readAvailable(int timeoutMs) {
-    if (m_outputFd < 0) {
+    if (outputFd < 0) {
         return;
     }
-    pollfd descriptor{m_outputFd, POLLIN, 0};
+    pollfd descriptor{outputFd, POLLIN, 0};
     if (::poll(&descriptor, 1, timeoutMs) <= 0) {
         return;
     }
     char buffer[4096];
-    const ssize_t got = ::read(m_outputFd, buffer, sizeof(buffer));
+    const ssize_t got = ::read(outputFd, buffer, sizeof(buffer));
     if (got > 0) {
-        m_output.append(buffer, static_cast<std::size_t>(got));
+        outputText.append(buffer, static_cast<std::size_t>(got));
     } else if (got == 0) {
         // Every writer has gone; the child has ended or closed its output.
         closePipe();
@@ -130,25 +130,25 @@ void ChildProcess::readAvailable(int timeoutMs) {
 }
 
 bool ChildProcess::reap(bool block) {
-    if (m_pid <= 0) {
+    if (processId <= 0) {
         return true;
     }
     int status = 0;
     pid_t result;
     do {
-        result = ::waitpid(m_pid, &status, block ? 0 : WNOHANG);
+        result = ::waitpid(processId, &status, block ? 0 : WNOHANG);
     } while (result < 0 && errno == EINTR);
     if (result == 0) {
         return false;
     }
-    if (result == m_pid) {
-        m_exitStatus = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    if (result == processId) {
+        exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     }
-    m_pid = -1;
+    processId = -1;
     // Whatever the child wrote before it ended is still in the pipe. A grandchild that kept the pipe open
     // must not hold the test up, hence the bound.
     const Clock::time_point drainDeadline = Clock::now() + std::chrono::milliseconds(1000);
-    while (m_outputFd >= 0 && remainingMs(drainDeadline) > 0) {
+    while (outputFd >= 0 && remainingMs(drainDeadline) > 0) {
         readAvailable(remainingMs(drainDeadline));
     }
     closePipe();
@@ -166,7 +166,7 @@ bool ChildProcess::waitFor(std::chrono::milliseconds timeout) {
             return false;
         }
         // Reading while waiting keeps a chatty child from blocking on a full pipe.
-        if (m_outputFd >= 0) {
+        if (outputFd >= 0) {
             readAvailable(left < 20 ? left : 20);
         } else {
             ::usleep(5000);
@@ -179,17 +179,17 @@ void ChildProcess::terminate(std::chrono::milliseconds grace) {
     if (!running()) {
         return;
     }
-    ::kill(m_pid, SIGTERM);
+    ::kill(processId, SIGTERM);
     if (!waitFor(grace)) {
-        ::kill(m_pid, SIGKILL);
+        ::kill(processId, SIGKILL);
         reap(true);
     }
 }
 
 void ChildProcess::closePipe() {
-    if (m_outputFd >= 0) {
-        ::close(m_outputFd);
-        m_outputFd = -1;
+    if (outputFd >= 0) {
+        ::close(outputFd);
+        outputFd = -1;
     }
 }
 

@@ -11,7 +11,7 @@ namespace testsupport {
 
 namespace {
 
-/// Runs `ip` and returns its output, or what went wrong.
+// Runs `ip` and returns its output, or what went wrong.
 std::string ipOutput(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{ipProgram()};
     command.insert(command.end(), arguments.begin(), arguments.end());
@@ -22,7 +22,7 @@ std::string ipOutput(const std::vector<std::string>& arguments) {
     return result.output;
 }
 
-/// Each line of `text` behind `indent`.
+// Each line of `text` behind `indent`.
 std::string indented(const std::string& text, const std::string& indent) {
     std::istringstream lines(text);
     std::string line;

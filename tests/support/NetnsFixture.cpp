@@ -9,9 +9,9 @@ namespace testsupport {
 
 namespace {
 
-constexpr const char* kNamespacePrefix = "sonacore-test-";
+constexpr const char* namespacePrefix = "sonacore-test-";
 
-/// Counts fixtures made by this process, so that names stay unique when one process runs several tests.
+// Counts fixtures made by this process, so that names stay unique when one process runs several tests.
 std::atomic<unsigned> g_fixtureCounter{0};
 
 } // namespace
@@ -30,19 +30,19 @@ void NetnsFixture::SetUp() {
     // counter of up to 3 digits fit.
     const unsigned counter = g_fixtureCounter.fetch_add(1) % 1000;
     if (counter == 0) {
-        NetworkNamespace::removeOrphans(kNamespacePrefix);
+        NetworkNamespace::removeOrphans(namespacePrefix);
     }
     const std::string unique = std::to_string(::getpid()) + "_" + std::to_string(counter);
-    const std::string namespaceName = kNamespacePrefix + unique;
+    const std::string namespaceName = namespacePrefix + unique;
     const std::string rootEnd = "sc" + std::to_string(::getpid()) + "c" + std::to_string(counter);
     const std::string namespaceEnd = "sc" + std::to_string(::getpid()) + "t" + std::to_string(counter);
 
     std::string error;
-    m_namespace = NetworkNamespace::create(namespaceName, error);
-    if (m_namespace) {
-        m_veth = VethPair::create(rootEnd, namespaceEnd, *m_namespace, error);
+    networkNamespace = NetworkNamespace::create(namespaceName, error);
+    if (networkNamespace) {
+        veth = VethPair::create(rootEnd, namespaceEnd, *networkNamespace, error);
     }
-    if (m_namespace && m_veth) {
+    if (networkNamespace && veth) {
         return;
     }
     removeAll();
@@ -62,15 +62,15 @@ void NetnsFixture::TearDown() {
 
 void NetnsFixture::removeAll() {
     // Talkers first, then the pair, then the namespace: each of them uses what comes after it.
-    m_talkers.clear();
-    m_veth.reset();
-    m_namespace.reset();
+    talkers.clear();
+    veth.reset();
+    networkNamespace.reset();
 }
 
 ChildProcess& NetnsFixture::startTalker(const std::vector<std::string>& arguments) {
-    m_talkers.push_back(std::make_unique<ChildProcess>());
-    ChildProcess& talker = *m_talkers.back();
-    if (!m_namespace || !m_veth) {
+    talkers.push_back(std::make_unique<ChildProcess>());
+    ChildProcess& talker = *talkers.back();
+    if (!networkNamespace || !veth) {
         ADD_FAILURE() << "startTalker called without a namespace; SetUp must have failed";
         return talker;
     }

@@ -36,7 +36,7 @@ const char* ipProgram() {
 #endif
 }
 
-NetworkNamespace::NetworkNamespace(std::string name) : m_name(std::move(name)) {}
+NetworkNamespace::NetworkNamespace(std::string name) : namespaceName(std::move(name)) {}
 
 std::unique_ptr<NetworkNamespace> NetworkNamespace::create(const std::string& name, std::string& error) {
     // Names carry the process id, so a leftover can only come from an earlier run that was killed.
@@ -83,7 +83,7 @@ void NetworkNamespace::removeOrphans(const std::string& prefix) {
 }
 
 NetworkNamespace::~NetworkNamespace() {
-    ChildProcess::run({ipProgram(), "netns", "del", m_name});
+    ChildProcess::run({ipProgram(), "netns", "del", namespaceName});
 }
 
 bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& value,
@@ -91,7 +91,7 @@ bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& v
     // The network namespace belongs to a thread, not to the process, so a short-lived thread can enter it
     // and open the namespace's own /proc/sys/net without touching the rest of the test.
     std::thread worker([&] {
-        const std::string handlePath = "/run/netns/" + m_name;
+        const std::string handlePath = "/run/netns/" + namespaceName;
         const int nsFd = ::open(handlePath.c_str(), O_RDONLY | O_CLOEXEC);
         if (nsFd < 0) {
             error = "cannot open " + handlePath + ": " + std::strerror(errno);
@@ -101,17 +101,17 @@ bool NetworkNamespace::writeSysctl(const std::string& path, const std::string& v
         const int setnsErrno = errno;
         ::close(nsFd);
         if (entered < 0) {
-            error = "cannot enter network namespace " + m_name + ": " + std::strerror(setnsErrno);
+            error = "cannot enter network namespace " + namespaceName + ": " + std::strerror(setnsErrno);
             return;
         }
         const std::string file = "/proc/sys/" + path;
         const int fd = ::open(file.c_str(), O_WRONLY | O_CLOEXEC);
         if (fd < 0) {
-            error = "cannot open " + file + " in " + m_name + ": " + std::strerror(errno);
+            error = "cannot open " + file + " in " + namespaceName + ": " + std::strerror(errno);
             return;
         }
         if (::write(fd, value.data(), value.size()) != static_cast<ssize_t>(value.size())) {
-            error = "cannot write " + file + " in " + m_name + ": " + std::strerror(errno);
+            error = "cannot write " + file + " in " + namespaceName + ": " + std::strerror(errno);
         }
         ::close(fd);
     });

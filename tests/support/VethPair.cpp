@@ -49,7 +49,7 @@ bool disableIpv6InRoot(const std::string& interface, std::string& error) {
 } // namespace
 
 VethPair::VethPair(std::string rootEnd, std::string namespaceEnd)
-    : m_rootEnd(std::move(rootEnd)), m_namespaceEnd(std::move(namespaceEnd)) {}
+    : rootEndName(std::move(rootEnd)), namespaceEndName(std::move(namespaceEnd)) {}
 
 std::unique_ptr<VethPair> VethPair::create(const std::string& rootEnd, const std::string& namespaceEnd,
                                            const NetworkNamespace& ns, std::string& error) {
@@ -78,7 +78,7 @@ std::unique_ptr<VethPair> VethPair::create(const std::string& rootEnd, const std
 
 VethPair::~VethPair() {
     std::string ignored;
-    runIp({"link", "del", "dev", m_rootEnd}, ignored);
+    runIp({"link", "del", "dev", rootEndName}, ignored);
 }
 
 } // namespace testsupport
