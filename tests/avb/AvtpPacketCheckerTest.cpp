@@ -118,40 +118,69 @@ TEST(AvtpPacketChecker, InvalidKeyLaterLeavesTheBytesAsTheyWere) {
     EXPECT_TRUE(checker.isPacketConform(frame.data(), static_cast<std::uint32_t>(frame.size())));
 }
 
-TEST(AvtpPacketChecker, SequenceWrapFrom255To0IsInOrder) {
-    EXPECT_EQ(judge({254, 255, 0, 1}), (std::vector<bool>{true, true, true, true}));
+namespace {
+
+// The sequence numbers of successive frames of one stream and the checker's verdict on each.
+struct SequenceRun {
+    const char* name;
+    std::vector<std::uint8_t> sequences;
+    std::vector<bool> verdicts;
+};
+
+class AvtpPacketCheckerSequence : public ::testing::TestWithParam<SequenceRun> {};
+
+const SequenceRun sequenceRuns[] = {
+    {"WrapFrom255To0IsInOrder", {254, 255, 0, 1}, {true, true, true, true}},
+    {"GapReportsOneFrameAndResynchronises", {10, 12, 13}, {true, false, true}},
+    {"FirstFrameNumbered77IsInOrder", {77}, {true}},
+    {"FirstFrameNumbered0IsInOrder", {0}, {true}},
+    {"RepeatedNumberIsOutOfOrder", {7, 7}, {true, false}},
+};
+
+} // namespace
+
+TEST_P(AvtpPacketCheckerSequence, JudgesEachFrameAgainstThePreviousNumber) {
+    EXPECT_EQ(judge(GetParam().sequences), GetParam().verdicts);
 }
 
-TEST(AvtpPacketChecker, GapReportsOneFrameAndResynchronises) {
-    EXPECT_EQ(judge({10, 12, 13}), (std::vector<bool>{true, false, true}));
-}
+INSTANTIATE_TEST_SUITE_P(Rows, AvtpPacketCheckerSequence, ::testing::ValuesIn(sequenceRuns),
+                         [](const auto& info) { return std::string(info.param.name); });
 
-TEST(AvtpPacketChecker, NumberOneAfter255IsOutOfOrderAndLogsExpected256) {
+namespace {
+
+// A frame out of order after an accepted one, and the numbers the debug line gives: the expected one is the
+// previous number plus one, not wrapped.
+struct OutOfOrderFrame {
+    const char* name;
+    std::uint8_t previous;
+    std::uint8_t received;
+    const char* expectedLine;
+};
+
+class AvtpPacketCheckerOutOfOrder : public ::testing::TestWithParam<OutOfOrderFrame> {};
+
+const OutOfOrderFrame outOfOrderFrames[] = {
+    {"OneAfter255", 255, 1,
+     "isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of range!   Expected:  256  Received:  "
+     "1"},
+    {"ZeroAfterFive", 5, 0,
+     "isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of range!   Expected:  6  Received:  0"},
+};
+
+} // namespace
+
+TEST_P(AvtpPacketCheckerOutOfOrder, IsRefusedWithTheExpectedAndReceivedNumbersAndResynchronises) {
+    const OutOfOrderFrame& row = GetParam();
     avb::AvtpPacketChecker checker(deviceKey, 2);
-    ASSERT_TRUE(check(checker, frameWithSequence(255)));
+    ASSERT_TRUE(check(checker, frameWithSequence(row.previous)));
     testsupport::LogCapture capture;
-    EXPECT_FALSE(check(checker, frameWithSequence(1)));
-    EXPECT_EQ(
-        capture.texts(QtDebugMsg),
-        std::vector<std::string>{"isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of range!  "
-                                 " Expected:  256  Received:  1"});
-    EXPECT_TRUE(check(checker, frameWithSequence(2)));
+    EXPECT_FALSE(check(checker, frameWithSequence(row.received)));
+    EXPECT_EQ(capture.texts(QtDebugMsg), std::vector<std::string>{row.expectedLine});
+    EXPECT_TRUE(check(checker, frameWithSequence(static_cast<std::uint8_t>(row.received + 1))));
 }
 
-TEST(AvtpPacketChecker, ZeroAfterFiveIsOutOfOrderWithExpected6AndReceived0) {
-    avb::AvtpPacketChecker checker(deviceKey, 2);
-    ASSERT_TRUE(check(checker, frameWithSequence(5)));
-    testsupport::LogCapture capture;
-    EXPECT_FALSE(check(checker, frameWithSequence(0)));
-    EXPECT_TRUE(capture.contains(QtDebugMsg,
-                                 "isSequenceNrInOrder \"00a0c9112233\" Sequence Order number out of "
-                                 "range!   Expected:  6  Received:  0"));
-}
-
-TEST(AvtpPacketChecker, FirstFrameIsInOrderWhateverItsNumber) {
-    EXPECT_EQ(judge({77}), std::vector<bool>{true});
-    EXPECT_EQ(judge({0}), std::vector<bool>{true});
-}
+INSTANTIATE_TEST_SUITE_P(Rows, AvtpPacketCheckerOutOfOrder, ::testing::ValuesIn(outOfOrderFrames),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AvtpPacketChecker, FirstFrameTooShortForLengthStillSetsTheBase) {
     avb::AvtpPacketChecker checker(deviceKey, 2);
@@ -161,10 +190,6 @@ TEST(AvtpPacketChecker, FirstFrameTooShortForLengthStillSetsTheBase) {
     EXPECT_EQ(checker.getLastSequenceNumber(), 40);
     EXPECT_EQ(checker.getStreamDataLength(), -1);
     EXPECT_TRUE(check(checker, frameWithSequence(41)));
-}
-
-TEST(AvtpPacketChecker, RepeatedNumberIsOutOfOrder) {
-    EXPECT_EQ(judge({7, 7}), (std::vector<bool>{true, false}));
 }
 
 TEST(AvtpPacketChecker, FrameOfThirtyThreeBytesYieldsChannelsThenFalse) {

@@ -56,6 +56,16 @@ testsupport::AvtpFrameBuilder frame(std::uint8_t sequence, int channels = 2, int
         .withSamples(interleaved(channels, 6, base));
 }
 
+// A receiver with one streaming device of the two-channel format registered under deviceKey, as most
+// tests of the packet path need it.
+class AvtpPacketReceiverWithDevice : public ::testing::Test {
+protected:
+    AvtpPacketReceiverWithDevice() { receiver.addStreamingDevice(deviceKey, &config.device); }
+
+    TwoChannelDevice config;
+    avb::AvtpPacketReceiver receiver{2};
+};
+
 } // namespace
 
 TEST(AvtpPacketReceiver, ConstructionLogsAndNameStartsUnbound) {
@@ -75,37 +85,25 @@ TEST(AvtpPacketReceiver, BindingReplacesUnboundOnce) {
     EXPECT_EQ(receiver.getReceiverName(), "AvtpPacketReceiver (eth4)");
 }
 
-TEST(AvtpPacketReceiver, TwoChannelFrameWritesSixSamplesToEachBufferInTimeOrder) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, TwoChannelFrameWritesSixSamplesToEachBufferInTimeOrder) {
     deliver(receiver, frame(1).build());
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(6), expectedChannel(0, 6, 1000));
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 1)->fetchSamples(6), expectedChannel(1, 6, 1000));
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 6U);
 }
 
-TEST(AvtpPacketReceiver, BuffersAreNamedByKeyAndChannel) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, BuffersAreNamedByKeyAndChannel) {
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getBufferName(), "00a0c9112233_Ch0");
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 1)->getBufferName(), "00a0c9112233_Ch1");
 }
 
-TEST(AvtpPacketReceiver, OneChannelStreamFillsChannelZeroOnly) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, OneChannelStreamFillsChannelZeroOnly) {
     deliver(receiver, frame(1, 1).build());
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(6), expectedChannel(0, 6, 1000));
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 1)->getWritePosition(), 0U);
 }
 
-TEST(AvtpPacketReceiver, ThreeChannelsOnATwoChannelDeviceAreRefusedWithoutCounting) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, ThreeChannelsOnATwoChannelDeviceAreRefusedWithoutCounting) {
     testsupport::LogCapture capture;
     deliver(receiver, frame(1, 3).build());
     EXPECT_EQ(
@@ -121,39 +119,11 @@ TEST(AvtpPacketReceiver, ThreeChannelsOnATwoChannelDeviceAreRefusedWithoutCounti
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
 }
 
-TEST(AvtpPacketReceiver, TooManyChannelsWithStatedLengthZeroWarnsOnlyForTheChannels) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, TooManyChannelsWithStatedLengthZeroWarnsOnlyForTheChannels) {
     testsupport::LogCapture capture;
     deliver(receiver, frame(1, 3).withStatedLength(0).build());
     EXPECT_EQ(capture.texts(QtWarningMsg).size(), 1U);
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
-}
-
-TEST(AvtpPacketReceiver, SubtypeThreeIsIgnoredWithoutCountLogOrSequenceUpdate) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
-    deliver(receiver, frame(1).build());
-    testsupport::LogCapture capture;
-    deliver(receiver, frame(9).withSubtype(3).build());
-    EXPECT_TRUE(capture.lines().empty());
-    // Sequence 2 is still the next one: the ignored frame did not move the base.
-    deliver(receiver, frame(2).build());
-    EXPECT_EQ(receiver.getMissedPackets(), 0U);
-    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 12U);
-}
-
-TEST(AvtpPacketReceiver, FrameOfFourteenBytesIsIgnored) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
-    auto bytes = frame(1).build();
-    bytes.resize(14);
-    testsupport::LogCapture capture;
-    deliver(receiver, bytes);
-    EXPECT_TRUE(capture.lines().empty());
 }
 
 TEST(AvtpPacketReceiver, NullHeaderOrFrameIsIgnored) {
@@ -167,22 +137,53 @@ TEST(AvtpPacketReceiver, NullHeaderOrFrameIsIgnored) {
     EXPECT_TRUE(capture.lines().empty());
 }
 
-TEST(AvtpPacketReceiver, UnknownSourceAddressIsIgnoredWithoutCount) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
-    auto builder = frame(1);
-    builder.source = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+namespace {
+
+// A frame the packet path passes over before any check that logs or counts, built with a given sequence
+// number.
+struct IgnoredFrame {
+    const char* name;
+    std::vector<std::uint8_t> (*build)(std::uint8_t sequence);
+};
+
+class AvtpPacketReceiverIgnoredFrame : public AvtpPacketReceiverWithDevice,
+                                       public ::testing::WithParamInterface<IgnoredFrame> {};
+
+const IgnoredFrame ignoredFrames[] = {
+    {"SubtypeThree", [](std::uint8_t sequence) { return frame(sequence).withSubtype(3).build(); }},
+    {"FourteenBytes",
+     [](std::uint8_t sequence) {
+         auto bytes = frame(sequence).build();
+         bytes.resize(14);
+         return bytes;
+     }},
+    {"UnknownSourceAddress",
+     [](std::uint8_t sequence) {
+         auto builder = frame(sequence);
+         builder.source = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+         return builder.build();
+     }},
+};
+
+} // namespace
+
+TEST_P(AvtpPacketReceiverIgnoredFrame, LeavesNoLogNoCountNoSampleAndNoSequenceStep) {
+    deliver(receiver, frame(1).build());
     testsupport::LogCapture capture;
-    deliver(receiver, builder.build());
+    deliver(receiver, GetParam().build(9));
     EXPECT_TRUE(capture.lines().empty());
     EXPECT_EQ(receiver.getMissedPackets(), 0U);
+    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 6U);
+    // Sequence 2 is still the next one: the ignored frame did not move the base.
+    deliver(receiver, frame(2).build());
+    EXPECT_EQ(receiver.getMissedPackets(), 0U);
+    EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 12U);
 }
 
-TEST(AvtpPacketReceiver, WrongStatedLengthIsNotMissedButItsSequenceWasTaken) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+INSTANTIATE_TEST_SUITE_P(Rows, AvtpPacketReceiverIgnoredFrame, ::testing::ValuesIn(ignoredFrames),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(AvtpPacketReceiverWithDevice, WrongStatedLengthIsNotMissedButItsSequenceWasTaken) {
     deliver(receiver, frame(1).build());
     testsupport::LogCapture capture;
     deliver(receiver, frame(2).withStatedLength(20).build());
@@ -199,10 +200,7 @@ TEST(AvtpPacketReceiver, WrongStatedLengthIsNotMissedButItsSequenceWasTaken) {
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 12U);
 }
 
-TEST(AvtpPacketReceiver, OutOfSequenceFrameIsCountedAfterItsChannelsWereRecorded) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, OutOfSequenceFrameIsCountedAfterItsChannelsWereRecorded) {
     std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
     QObject::connect(
         &receiver, &avb::AvtpPacketReceiver::message, &receiver,
@@ -222,10 +220,7 @@ TEST(AvtpPacketReceiver, OutOfSequenceFrameIsCountedAfterItsChannelsWereRecorded
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 6U);
 }
 
-TEST(AvtpPacketReceiver, GapCountsOneMissedFrameAndSamplesMeetInTheBuffer) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, GapCountsOneMissedFrameAndSamplesMeetInTheBuffer) {
     deliver(receiver, frame(1, 2, 1000).build());
     deliver(receiver, frame(12, 2, 2000).build());
     deliver(receiver, frame(13, 2, 3000).build());
@@ -236,10 +231,7 @@ TEST(AvtpPacketReceiver, GapCountsOneMissedFrameAndSamplesMeetInTheBuffer) {
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(12), expected);
 }
 
-TEST(AvtpPacketReceiver, SameKeyTwiceThrowsAndLeavesTheFirstDeviceWorking) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, SameKeyTwiceThrowsAndLeavesTheFirstDeviceWorking) {
     testsupport::LogCapture capture;
     const std::string expected =
         "Buffer already available for the specified device MAC address: 00a0c9112233! Device won't be added!";
@@ -274,10 +266,7 @@ TEST(AvtpPacketReceiver, ChannelAmountZeroThrowsAndRegistersNothing) {
     EXPECT_THROW(receiver.getAudioBuffer(deviceKey, 0), exceptions::ResourceNotAvailable);
 }
 
-TEST(AvtpPacketReceiver, GetAudioBufferChannelLimitsStayOneShort) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, GetAudioBufferChannelLimitsStayOneShort) {
     EXPECT_NE(receiver.getAudioBuffer(deviceKey, 1), nullptr);
     try {
         receiver.getAudioBuffer(deviceKey, 2);
@@ -315,10 +304,7 @@ TEST(AvtpPacketReceiver, GetAudioBufferOfUnknownDeviceThrowsWithAvailabilityText
                                  " No buffer available for the specified device MAC address: 001122334455"});
 }
 
-TEST(AvtpPacketReceiver, BufferAvailabilityTexts) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, BufferAvailabilityTexts) {
     EXPECT_EQ(
         receiver.checkBufferAvailability(deviceKey),
         std::make_pair(true, std::string("Buffer already available for the specified device MAC address: "
@@ -370,10 +356,7 @@ TEST(AvtpPacketReceiver, StatedLengthBeyondTheCapturedFrameIsRefusedWithoutReadi
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->getWritePosition(), 0U);
 }
 
-TEST(AvtpPacketReceiver, WireLengthLongerThanCapturedBytesReadsOnlyWhatWasCaptured) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, WireLengthLongerThanCapturedBytesReadsOnlyWhatWasCaptured) {
     const auto bytes = frame(1).build();
     pcap_pkthdr header{};
     header.len = static_cast<bpf_u_int32>(bytes.size());
@@ -402,10 +385,7 @@ TEST(AvtpPacketReceiver, OtherSampleSizeProducesSilenceWithAWarningPerSample) {
     EXPECT_EQ(receiver.getAudioBuffer(deviceKey, 0)->fetchSamples(2), (std::vector<float>{0.0f, 0.0f}));
 }
 
-TEST(AvtpPacketReceiver, TwoDevicesAreToldApartBySourceAddress) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, TwoDevicesAreToldApartBySourceAddress) {
     receiver.addStreamingDevice("001122334455", &config.device);
     auto other = frame(1, 2, 5000);
     other.source = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
@@ -415,10 +395,7 @@ TEST(AvtpPacketReceiver, TwoDevicesAreToldApartBySourceAddress) {
     EXPECT_EQ(receiver.getAudioBuffer("001122334455", 0)->fetchSamples(6), expectedChannel(0, 6, 5000));
 }
 
-TEST(AvtpPacketReceiver, AddingADeviceWhileFramesArriveIsSafe) {
-    TwoChannelDevice config;
-    avb::AvtpPacketReceiver receiver(2);
-    receiver.addStreamingDevice(deviceKey, &config.device);
+TEST_F(AvtpPacketReceiverWithDevice, AddingADeviceWhileFramesArriveIsSafe) {
     std::atomic<bool> stop{false};
     std::thread capture([&] {
         std::uint8_t sequence = 0;

@@ -9,6 +9,7 @@
 #include "support/EventLoop.h"
 #include "support/NetnsFixture.h"
 #include "support/SoundLevelReference.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -37,9 +38,6 @@ constexpr std::uint64_t levelSampleAmount = 2880;
 constexpr std::uint64_t spectrumSignaling = 4800;
 constexpr std::size_t fftOrder = 14;
 constexpr std::size_t fftSize = std::size_t{1} << fftOrder;
-// The two sides compute the same algorithm, one through the library's double-precision filters, one sample by
-// sample in long double; their difference is rounding far below this.
-constexpr long double levelToleranceDecibels = 1e-9L;
 
 const std::string levelKey = "020000000a01";
 const std::string spectrumKey = "020000000b01";
@@ -249,7 +247,7 @@ TEST_F(AnalyserLive, TwentySecondsOfEightChannelsAtRealRateGiveExactLevelsAndSpe
             ASSERT_EQ(result.levels[delivery].size(), soundlevelreference::valueCount);
             for (std::size_t value = 0; value < soundlevelreference::valueCount; ++value) {
                 ASSERT_NEAR(static_cast<long double>(result.levels[delivery][value]),
-                            expected[delivery][value], levelToleranceDecibels)
+                            expected[delivery][value], testsupport::tolerance::levelDecibels)
                     << "channel " << channel << ", delivery " << delivery << ", value " << value;
             }
         }

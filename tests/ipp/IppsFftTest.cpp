@@ -4,6 +4,7 @@
 #include "ipp/detail/FftLayout.h"
 #include "ipp/ippsfft.h"
 #include "ipp/ippsmemory.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -159,8 +160,8 @@ TEST_P(FftAccuracy, MatchesLongDoubleReferenceOnRandomInput) {
     char text[64];
     std::snprintf(text, sizeof text, "%.3e %.3e", errors.rmsRelative, errors.maxRelative);
     RecordProperty("rmsAndMaxRelativeError", text);
-    EXPECT_LE(errors.rmsRelative, 3e-7);
-    EXPECT_LE(errors.maxRelative, 2e-6);
+    EXPECT_LE(errors.rmsRelative, testsupport::tolerance::fftRmsRelative);
+    EXPECT_LE(errors.maxRelative, testsupport::tolerance::fftMaxRelative);
 }
 
 std::string accuracyName(const testing::TestParamInfo<std::tuple<int, int>>& info) {
@@ -309,9 +310,10 @@ TEST_P(FftContract, ConstantOneGivesOneInBinZeroOnly) {
         std::vector<float> output = nanFilled<float>(n + 2);
         ASSERT_EQ(ippsFFTFwd_RToCCS_32f(input.data(), output.data(), fft.fftSpec, fft.workBuffer.data()),
                   ippStsNoErr);
-        EXPECT_NEAR(output[0], 1.0f, 1e-6f) << order;
+        EXPECT_NEAR(output[0], 1.0f, static_cast<float>(testsupport::tolerance::fftBinAbsolute)) << order;
         for (std::size_t i = 1; i < n + 2; ++i) {
-            ASSERT_NEAR(output[i], 0.0f, 1e-6f) << order << " " << i;
+            ASSERT_NEAR(output[i], 0.0f, static_cast<float>(testsupport::tolerance::fftBinAbsolute))
+                << order << " " << i;
         }
     }
 }
@@ -329,7 +331,7 @@ TEST_P(FftContract, FlagsScaleTheSpectrum) {
         ASSERT_EQ(ippsFFTFwd_RToCCS_32f(input.data(), output.data(), fft.fftSpec, fft.workBuffer.data()),
                   ippStsNoErr);
         const Errors errors = compare(output, reference, scales[i]);
-        EXPECT_LE(errors.rmsRelative, 3e-7) << flags[i];
+        EXPECT_LE(errors.rmsRelative, testsupport::tolerance::fftRmsRelative) << flags[i];
     }
 }
 
@@ -417,8 +419,8 @@ TEST_P(FftContract, TransformThenConjCcsGivesAllBins) {
             re += input[j] * std::cos(angle);
             im -= input[j] * std::sin(angle);
         }
-        EXPECT_NEAR(bins[k].real(), static_cast<double>(re / n), 1e-6) << k;
-        EXPECT_NEAR(bins[k].imag(), static_cast<double>(im / n), 1e-6) << k;
+        EXPECT_NEAR(bins[k].real(), static_cast<double>(re / n), testsupport::tolerance::fftBinAbsolute) << k;
+        EXPECT_NEAR(bins[k].imag(), static_cast<double>(im / n), testsupport::tolerance::fftBinAbsolute) << k;
     }
 }
 

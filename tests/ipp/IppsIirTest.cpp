@@ -2,6 +2,7 @@
 
 #include "ipp/detail/IirLayout.h"
 #include "ipp/ippsiir.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -194,7 +195,9 @@ TEST_P(BiquadCascade, MatchesTheLongDoubleReference) {
         std::vector<double> output = nanFilled<double>(input.size());
         ASSERT_EQ(ippsIIR_64f(input.data(), output.data(), static_cast<int>(input.size()), cascade.state),
                   ippStsNoErr);
-        EXPECT_LE(relativeError(output, ReferenceCascade(taps).run(input)), 1e-12) << sections;
+        EXPECT_LE(relativeError(output, ReferenceCascade(taps).run(input)),
+                  testsupport::tolerance::iirRelative)
+            << sections;
     }
 }
 
@@ -216,7 +219,7 @@ TEST_P(BiquadCascade, AnySplitIntoCallsActsAsOneStream) {
                       ippStsNoErr);
             done += length;
         }
-        EXPECT_LE(relativeError(output, reference), 1e-12) << trial;
+        EXPECT_LE(relativeError(output, reference), testsupport::tolerance::iirRelative) << trial;
     }
 }
 
@@ -231,7 +234,7 @@ TEST_P(BiquadCascade, OneThenMoreSamplesEqualOneCall) {
     ASSERT_EQ(ippsIIR_64f(input.data(), twice.data(), 1, split.state), ippStsNoErr);
     ASSERT_EQ(ippsIIR_64f(input.data() + 1, twice.data() + 1, 1023, split.state), ippStsNoErr);
     for (int n = 0; n < 1024; ++n) {
-        ASSERT_NEAR(twice[n], once[n], 1e-12 * (1.0 + std::fabs(once[n]))) << n;
+        ASSERT_NEAR(twice[n], once[n], testsupport::tolerance::iirRelative * (1.0 + std::fabs(once[n]))) << n;
     }
 }
 
@@ -241,7 +244,7 @@ TEST_P(BiquadCascade, FiltersInPlace) {
     Cascade cascade = makeCascade(taps);
     std::vector<double> data = input;
     ASSERT_EQ(ippsIIR_64f(data.data(), data.data(), 4000, cascade.state), ippStsNoErr);
-    EXPECT_LE(relativeError(data, ReferenceCascade(taps).run(input)), 1e-12);
+    EXPECT_LE(relativeError(data, ReferenceCascade(taps).run(input)), testsupport::tolerance::iirRelative);
 }
 
 TEST_P(BiquadCascade, StartsFromAGivenDelayLine) {
@@ -251,7 +254,8 @@ TEST_P(BiquadCascade, StartsFromAGivenDelayLine) {
     Cascade cascade = makeCascade(taps, delayLine.data());
     std::vector<double> output = nanFilled<double>(input.size());
     ASSERT_EQ(ippsIIR_64f(input.data(), output.data(), 2500, cascade.state), ippStsNoErr);
-    EXPECT_LE(relativeError(output, ReferenceCascade(taps, delayLine).run(input)), 1e-12);
+    EXPECT_LE(relativeError(output, ReferenceCascade(taps, delayLine).run(input)),
+              testsupport::tolerance::iirRelative);
 }
 
 TEST_P(BiquadCascade, DoesNotReadTheTapsAfterInit) {
@@ -262,7 +266,8 @@ TEST_P(BiquadCascade, DoesNotReadTheTapsAfterInit) {
     const std::vector<double> input = randomDoubles(3000, 101u);
     std::vector<double> output = nanFilled<double>(input.size());
     ASSERT_EQ(ippsIIR_64f(input.data(), output.data(), 3000, cascade.state), ippStsNoErr);
-    EXPECT_LE(relativeError(output, ReferenceCascade(original).run(input)), 1e-12);
+    EXPECT_LE(relativeError(output, ReferenceCascade(original).run(input)),
+              testsupport::tolerance::iirRelative);
 }
 
 TEST_P(BiquadCascade, HandlesSectionsWithTinyB0) {
@@ -280,7 +285,7 @@ TEST_P(BiquadCascade, HandlesSectionsWithTinyB0) {
     }
     std::vector<double> output = nanFilled<double>(input.size());
     ASSERT_EQ(ippsIIR_64f(input.data(), output.data(), 3000, cascade.state), ippStsNoErr);
-    EXPECT_LE(relativeError(output, ReferenceCascade(taps).run(input)), 1e-12);
+    EXPECT_LE(relativeError(output, ReferenceCascade(taps).run(input)), testsupport::tolerance::iirRelative);
 }
 
 INSTANTIATE_TEST_SUITE_P(Variants, BiquadCascade, testing::ValuesIn(supportedFamilies()), familyName);

@@ -2,6 +2,7 @@
 
 #include "ipp/ippsmemory.h"
 #include "ipp/ippsvector.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -104,8 +105,10 @@ TEST_P(VectorPrimitives, PowerSpectrumAndMagnitudeMatchTheFormulaOnRandomInput) 
             const double re = values[2 * i];
             const double im = values[2 * i + 1];
             const double expected = re * re + im * im;
-            ASSERT_NEAR(power[i], expected, 2.5e-7 * expected) << length << " " << i;
-            ASSERT_NEAR(magnitude[i], std::sqrt(expected), 2.5e-7 * std::sqrt(expected))
+            ASSERT_NEAR(power[i], expected, testsupport::tolerance::floatPowerRelative * expected)
+                << length << " " << i;
+            ASSERT_NEAR(magnitude[i], std::sqrt(expected),
+                        testsupport::tolerance::floatPowerRelative * std::sqrt(expected))
                 << length << " " << i;
         }
         EXPECT_TRUE(std::isnan(power[length]));

@@ -1,6 +1,7 @@
 #include "IppTestSupport.h"
 
 #include "ipp/ippswindow.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -75,7 +76,8 @@ TEST_P(IppsWinHann, MatchesTheFormulaToSinglePrecision) {
                 continue;
             }
             ASSERT_NEAR(static_cast<double>(data[n]), static_cast<double>(expected),
-                        1.2e-7 * std::fabs(static_cast<double>(input[n])))
+                        testsupport::tolerance::floatWindowRelative *
+                            std::fabs(static_cast<double>(input[n])))
                 << length << " " << n;
         }
         EXPECT_EQ(data[0], 0.0f);

@@ -1,6 +1,7 @@
 #include "process/SoundLevelTestSupport.h"
 #include "process/SoundLevelValueConfig.h"
 #include "process/SoundLevelValueProcessor.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -17,11 +18,6 @@
 namespace {
 
 using soundleveltest::SoundLevelRig;
-
-// Agreement of every delivered level with the long-double reference, in dB. The double-precision meter
-// loses some 1e-13 relative in the cascades and the time weighting over a block; 1e-9 dB is 2.3e-10
-// relative in the mean square.
-constexpr double levelTolerance = 1e-9;
 
 // The cascades' responses are quoted to two decimals, so they are exact to half of the last digit, in dB.
 constexpr double quotedResponseTolerance = 0.005;
@@ -178,7 +174,8 @@ TEST_P(SoundLevelAccuracy, EveryValueEqualsTheLongDoubleReference) {
     for (std::size_t block = 0; block < all.size(); ++block) {
         ASSERT_EQ(all[block].y.size(), soundleveltest::valueCount);
         for (std::size_t value = 0; value < soundleveltest::valueCount; ++value) {
-            ASSERT_NEAR(all[block].y[value], static_cast<double>(expected[block][value]), levelTolerance)
+            ASSERT_NEAR(all[block].y[value], static_cast<double>(expected[block][value]),
+                        testsupport::tolerance::levelDecibels)
                 << "block " << block << " value " << value;
             largestDeviation =
                 std::max(largestDeviation,

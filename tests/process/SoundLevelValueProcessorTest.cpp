@@ -8,6 +8,7 @@
 #include "process/SoundLevelValueConfig.h"
 #include "support/EventLoop.h"
 #include "support/LogCapture.h"
+#include "support/Tolerances.h"
 
 #include <gtest/gtest.h>
 
@@ -22,10 +23,6 @@ namespace {
 
 using soundleveltest::SoundLevelRig;
 using Texts = std::vector<std::string>;
-
-// Agreement of a delivered level with the long-double reference, in dB: far below anything a meter shows,
-// far above the rounding of double arithmetic over a block.
-constexpr double levelTolerance = 1e-9;
 
 constexpr double minusInfinity = -std::numeric_limits<double>::infinity();
 
@@ -87,7 +84,7 @@ protected:
             if (std::isinf(reference)) {
                 EXPECT_EQ(delivery.y[i], reference) << "value " << i;
             } else {
-                EXPECT_NEAR(delivery.y[i], reference, levelTolerance) << "value " << i;
+                EXPECT_NEAR(delivery.y[i], reference, testsupport::tolerance::levelDecibels) << "value " << i;
             }
         }
     }
@@ -210,8 +207,10 @@ TEST_F(SoundLevelValueProcessorTest, AfterSignalThenSilenceTheLevelsFallAtTheRat
     const double fastDecay = 2880.0 * 10.0 * std::log10(soundleveltest::fastOldWeight);
     const double slowDecay = 2880.0 * 10.0 * std::log10(soundleveltest::slowOldWeight);
     for (std::size_t block = signalBlocks + 1; block < all.size(); ++block) {
-        EXPECT_NEAR(all[block].y[4] - all[block - 1].y[4], fastDecay, levelTolerance) << "block " << block;
-        EXPECT_NEAR(all[block].y[5] - all[block - 1].y[5], slowDecay, levelTolerance) << "block " << block;
+        EXPECT_NEAR(all[block].y[4] - all[block - 1].y[4], fastDecay, testsupport::tolerance::levelDecibels)
+            << "block " << block;
+        EXPECT_NEAR(all[block].y[5] - all[block - 1].y[5], slowDecay, testsupport::tolerance::levelDecibels)
+            << "block " << block;
         for (std::size_t value = 0; value < 7; ++value) {
             EXPECT_TRUE(std::isfinite(all[block].y[value])) << "block " << block << " value " << value;
             EXPECT_LT(all[block].y[value], all[block - 1].y[value])
