@@ -10,6 +10,7 @@ packages=(
     clang libclang-rt-dev clang-format
     libfftw3-dev
     iproute2
+    libncurses-dev tmux
 )
 
 missing=()

@@ -20,27 +20,24 @@ struct Readings {
     std::size_t spectra = 0;
 };
 
-// Shows the latest readings of each metered channel: bars redrawn in place on a terminal, plain lines once a
-// second otherwise. Used on the host's thread only.
+// Shows the latest readings of each metered channel as plain lines once a second, for an output that is not a
+// terminal (a file, a pipe); on a terminal the live view takes their place. It also keeps the last readings
+// for the summary at the end of every run. Used on the host's thread only.
 class MeterDisplay {
 public:
     explicit MeterDisplay(std::vector<unsigned> channels);
 
     void updateLevels(unsigned channel, double dbaFast, double dbcFast, double dbzFast);
     void updateSpectrum(unsigned channel, double peakHz);
+    // Prints each channel's line when a second has passed since the last ones.
     void draw();
-    // Leaves the cursor below the bars and prints the last readings.
+    // Prints the last readings.
     void finish();
     bool sawData() const { return !readings.empty(); }
 
 private:
-    void drawBars();
-    void drawLines();
-
-    const std::vector<unsigned> channels;
-    const bool terminal;
+    std::vector<unsigned> channels;
     std::map<unsigned, Readings> readings;
-    bool drawn = false;
     std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point lastLine = started;
 };

@@ -152,8 +152,9 @@ bool NetworkSandbox::startTalker(const std::string& program, const HostOptions& 
                                        "0=sine:1000:1.0",
                                        "--duration",
                                        seconds};
-    if (options.channels > 1) {
-        arguments.insert(arguments.end(), {"--channel-signal", "1=sine:440:0.5"});
+    const std::vector<std::string> signals{"1=sine:440:0.5", "2=noise:7:0.25", "3=steps:2000:0.5:0.05:2"};
+    for (std::size_t channel = 1; channel < options.channels && channel <= signals.size(); ++channel) {
+        arguments.insert(arguments.end(), {"--channel-signal", signals[channel - 1]});
     }
     talker = spawnQuietly(arguments);
     if (talker < 0) {

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -12,8 +13,16 @@ namespace host {
 // The built-in demo's own network: a private namespace with one end of a veth pair inside it, where our
 // AVTP talker sends, and the other end in this program's namespace, where the library captures. The
 // destructor stops the talker and removes the pair and the namespace.
+//
+// The talker sends a different signal on each channel: 0 a 1 kHz full-scale sine (-3.01 dB re full scale),
+// 1 a 440 Hz half-scale sine (-9.03 dB), 2 white noise at a quarter of full scale (about -16.8 dB), 3 a 2 kHz
+// sine that alternates between half and a twentieth of full scale every 2 s (-9.03 and -29.03 dB); any
+// further channel the talker's default sine.
 class NetworkSandbox {
 public:
+    // The channels the demo's stream carries unless the command line asks for others.
+    static constexpr std::uint64_t demoChannels = 4;
+
     // Null, with a one-sentence `error`, when the sandbox cannot be made (no root, no `ip`, no talker).
     static std::unique_ptr<NetworkSandbox> create(const HostOptions& options, std::string& error);
     ~NetworkSandbox();

@@ -2,16 +2,21 @@
 // interface.
 //
 // For each metered channel it runs two of the library's analysers and shows what they deliver: a sound level
-// processor, whose A-, C- and Z-weighted fast levels in dB re full scale it prints as they come, and a
-// spectrum processor of 16384 points, of whose power spectrum it prints the strongest bin's frequency in Hz
-// (bin times 48000 / 16384, 2.93 Hz apart). On a terminal the channels are bars that redraw in place,
-// otherwise plain lines once a second.
+// processor, whose seven levels in dB re full scale (A-, C- and Z-weighted, fast and slow, and dBFS) it
+// shows as they come, and a spectrum processor of 16384 points (bins 48000 / 16384 = 2.93 Hz apart).
+//
+// On a terminal it is a live view drawn with ncurses (see TerminalView.h): every channel's levels with bar
+// meters, peak hold and a clip mark, the selected channel's averaged spectrum over a logarithmic Hz axis, and
+// the library's status messages; keys switch the channel, the FFT order (10 to 16) and the averaging, q ends
+// it. Otherwise, when the output goes to a file or a pipe, it prints plain lines once a second: the A, C and
+// Z fast levels and the strongest bin's frequency of each channel.
 //
 // With no arguments it runs a self-contained demo: it creates a private network namespace with a veth pair,
-// starts our AVTP talker inside it sending a 1 kHz full-scale sine and a 440 Hz half-scale sine, captures on
-// the other end through the library, and shows the two channels for about ten seconds: channel 0 settles at
-// -3.01 dB (dBZ) near 1000 Hz, channel 1 at -9.03 dB (dBZ) near 440 Hz. Everything it created is removed at
-// the end, also on Ctrl-C. The demo needs root (it creates a namespace).
+// starts our AVTP talker inside it sending four channels (a 1 kHz full-scale sine, a 440 Hz half-scale sine,
+// white noise, and a 2 kHz sine whose level changes every 2 s), captures on the other end through the library
+// and shows them for ten seconds (--duration for longer): channel 0 settles at -3.01 dB (dBZ) near 1000 Hz,
+// channel 1 at -9.03 dB (dBZ) near 440 Hz. Everything it created is removed at the end, also on Ctrl-C and
+// when the terminal closes. The demo needs root (it creates a namespace).
 //
 // On a real network, --discover lists the AAF talkers heard on an adapter, with what the library cannot
 // analyse and why; without --mac the host monitors the first stream heard that it can analyse, with that
@@ -23,6 +28,7 @@
 // after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
 //
 // Run: sonacore-host                         the built-in demo
+//      sonacore-host --duration 60           the demo for a minute
 //      sonacore-host --list                  the capture adapters, numbered from 1
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
@@ -36,6 +42,7 @@
 #include "SnapshotPainter.h"
 #include "SpectrumPeak.h"
 #include "StreamDiscovery.h"
+#include "TerminalView.h"
 
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/IChannelAmountChanged.h"
@@ -47,11 +54,13 @@
 #include "version/LibraryVersion.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QTimer>
 
 #include <csignal>
 #include <cstdint>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <sstream>
@@ -61,6 +70,10 @@
 namespace {
 
 constexpr unsigned int hostInterfaceVersion = 101;
+// The live view's moving average over the spectra, in milliseconds.
+constexpr std::size_t averagingMs = 2000;
+// How long the capture loop gets to return after the receiver's stop, in milliseconds.
+constexpr int captureStopMs = 200;
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -68,10 +81,15 @@ void onSignal(int) {
     interrupted = 1;
 }
 
-// The library logs its progress at debug level; only its warnings are shown, on standard error.
+// The library logs its progress at debug level; only its warnings are shown, on standard error. Called on
+// any of the library's threads.
 void libraryLog(QtMsgType type, const QMessageLogContext&, const QString& message) {
     if (type != QtDebugMsg && type != QtInfoMsg) {
-        std::cerr << "sonacore: " << message.toStdString() << "\n";
+        // While the live view owns the terminal, its status line takes the warning instead.
+        const std::string line = "sonacore: " + message.toStdString();
+        if (!host::TerminalView::post(line)) {
+            std::cerr << line << "\n";
+        }
     }
 }
 
@@ -179,30 +197,98 @@ bool chooseStream(host::HostOptions& options, int& status) {
     return true;
 }
 
-int run(const host::HostOptions& options) {
+// Every delivery goes to the plain lines or the live view, the snapshot and the record.
+struct Outputs {
+    host::MeterDisplay display;
+    host::SnapshotPainter snapshot;
     std::unique_ptr<host::DeliveryRecorder> recorder;
-    if (!options.recordPath.empty()) {
-        std::string error;
-        recorder = host::DeliveryRecorder::open(
-            options.recordPath, host::HostOptions::spectrumFrameLength / 2, host::HostOptions::sampleRate,
-            host::DeliveryRecorder::Clock::now(), error);
-        if (!recorder) {
-            std::cerr << error << "\n";
-            return 2;
+    std::unique_ptr<host::TerminalView> view;
+
+    void levels(unsigned channel, const std::vector<double>& y) {
+        using namespace sonacore::iprocess;
+        if (y.size() < soundLevelValueTypes.size()) {
+            return;
+        }
+        display.updateLevels(channel, y[dbaSplFast.identifier], y[dbcSplFast.identifier],
+                             y[dbzSplFast.identifier]);
+        snapshot.updateLevels(channel, y);
+        if (view) {
+            view->updateLevels(channel, y);
+        }
+        if (recorder) {
+            recorder->recordLevels(channel, y, host::DeliveryRecorder::Clock::now());
         }
     }
 
-    ISonaCore* core = ISonaCore::createInstance();
-    core->setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
+    void spectrum(unsigned channel, const std::vector<double>& power) {
+        display.updateSpectrum(channel, host::peakFrequency(power, host::HostOptions::sampleRate));
+        snapshot.updateSpectrum(channel, power);
+        if (view) {
+            view->updateSpectrum(channel, power);
+        }
+        if (recorder) {
+            recorder->recordSpectrum(channel, power, host::DeliveryRecorder::Clock::now());
+        }
+    }
+};
+
+// What one monitoring run set up in the library, for the keys of the live view and the end of the run.
+struct Session {
+    explicit Session(const host::HostOptions& options)
+        : options(options), outputs{host::MeterDisplay(options.meteredChannels),
+                                    host::SnapshotPainter(options.meteredChannels,
+                                                          options.meteredChannels.front(),
+                                                          host::HostOptions::sampleRate),
+                                    nullptr, nullptr} {}
+
+    const host::HostOptions& options;
+    Outputs outputs;
+    std::string adapterName;
+    std::map<unsigned, sonacore::iprocess::ISpectrumConfig*> spectra;
+    std::vector<sonacore::ihandles::IProcessorHandle*> processors;
+    sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
+};
+
+// The record file, opened before anything is captured; false with the reason on standard error.
+bool openRecorder(Session& session) {
+    if (session.options.recordPath.empty()) {
+        return true;
+    }
+    std::string error;
+    session.outputs.recorder = host::DeliveryRecorder::open(
+        session.options.recordPath, host::HostOptions::spectrumFrameLength / 2, host::HostOptions::sampleRate,
+        host::DeliveryRecorder::Clock::now(), error);
+    if (!session.outputs.recorder) {
+        std::cerr << error << "\n";
+        return false;
+    }
+    return true;
+}
+
+// The library's messages, on the live view's status line while it owns the terminal, on standard error
+// otherwise.
+void routeMessages(ISonaCore& core) {
+    core.setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
+        std::string text;
         if (message->getMessageClass() == "StatusMessage") {
-            std::cerr << "status: " << message->getMessageId() << ": " << message->getMessageText() << "\n";
+            text = message->getMessageId() + ": " + message->getMessageText();
         } else if (message->getMessageClass() == "ChannelAmountChanged") {
             auto change = std::dynamic_pointer_cast<sonacore::imessages::IChannelAmountChanged>(message);
-            std::cerr << "status: " << message->getMessageId() << " now sends "
-                      << static_cast<std::int32_t>(change->getChannelAmountAfter()) << " channels\n";
+            text = message->getMessageId() + " now sends " +
+                   std::to_string(static_cast<std::int32_t>(change->getChannelAmountAfter())) + " channels";
+        } else {
+            return;
+        }
+        if (!host::TerminalView::post(text)) {
+            std::cerr << "status: " << text << "\n";
         }
     });
+}
 
+// The stream's receiver on the options' adapter. Returns 0, or the exit status with the reason on standard
+// error: 2 for an unknown adapter, 1 without the right to capture.
+int addReceiver(ISonaCore& core, Session& session) {
+    const host::HostOptions& options = session.options;
     sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
     // The sandbox's interface appeared after the library listed the adapters at load.
     manager->scanDevices();
@@ -212,7 +298,7 @@ int run(const host::HostOptions& options) {
                   << "': run 'sonacore-host --list' to see the adapters and their numbers.\n";
         return 2;
     }
-
+    session.adapterName = adapter->getDeviceName();
     // Levels need the buffer's signal whatever the spectra run on: a timer tick carries no amount of samples,
     // and the sound level processor completes no block without one.
     auto* buffer = sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize,
@@ -221,81 +307,99 @@ int run(const host::HostOptions& options) {
                                                                   options.channels, options.samplesPerFrame);
     auto* stream =
         sonacore::IStreamConfiguration::createInstance("host stream", options.deviceKey, *adapter, *device);
-
-    sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
     try {
-        receiver = core->addRemoteStreamReceiver(*stream);
+        session.receiver = core.addRemoteStreamReceiver(*stream);
     } catch (const exceptions::InstanceNotCreateable&) {
-        std::cerr << "Cannot capture on '" << adapter->getDeviceName()
+        std::cerr << "Cannot capture on '" << session.adapterName
                   << "': run as root, or give this program the right to capture (setcap "
                      "cap_net_raw,cap_net_admin+ep sonacore-host).\n";
-        ISonaCore::destroy();
         return 1;
     }
+    return 0;
+}
 
-    host::MeterDisplay display(options.meteredChannels);
-    host::SnapshotPainter snapshot(options.meteredChannels, options.meteredChannels.front(),
-                                   host::HostOptions::sampleRate);
-    std::vector<sonacore::ihandles::IProcessorHandle*> processors;
-    for (const unsigned channel : options.meteredChannels) {
-        const auto audioChannel = static_cast<unsigned char>(channel);
-        const std::string suffix = " " + std::to_string(channel);
+void addLevelProcessor(ISonaCore& core, Session& session, unsigned channel) {
+    const std::string name = "level " + std::to_string(channel);
+    auto* level =
+        sonacore::iprocess::ISoundLevelValueConfig::createInstance(name, session.options.levelSampleAmount());
+    sonacore::ihandles::IProcessorHandle* handle =
+        core.addProcessor(*sonacore::IProcessConfiguration::createInstance(
+            name, *level, session.options.deviceKey, static_cast<unsigned char>(channel)));
+    Outputs& outputs = session.outputs;
+    core.getMeteringDataSource(*handle)->bindChannelCallback(
+        [&outputs, channel](sonacore::IChannelData& data) {
+            outputs.levels(channel, data.getVectorData().getY());
+        });
+    session.processors.push_back(handle);
+}
 
-        auto* level = sonacore::iprocess::ISoundLevelValueConfig::createInstance("level" + suffix,
-                                                                                 options.levelSampleAmount());
-        sonacore::ihandles::IProcessorHandle* levelHandle =
-            core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
-                "level" + suffix, *level, options.deviceKey, audioChannel));
-        core->getMeteringDataSource(*levelHandle)
-            ->bindChannelCallback([&display, &snapshot, &recorder, channel](sonacore::IChannelData& data) {
-                using namespace sonacore::iprocess;
-                const std::vector<double> y = data.getVectorData().getY();
-                if (y.size() < soundLevelValueTypes.size()) {
-                    return;
-                }
-                display.updateLevels(channel, y[dbaSplFast.identifier], y[dbcSplFast.identifier],
-                                     y[dbzSplFast.identifier]);
-                snapshot.updateLevels(channel, y);
-                if (recorder) {
-                    recorder->recordLevels(channel, y, host::DeliveryRecorder::Clock::now());
-                }
-            });
-        processors.push_back(levelHandle);
-
-        // By default a spectrum every 200 ms on the processor's own timer: 5 transforms of 16384 points and 5
-        // deliveries of 8192 bins a second per channel, where the buffer's signal every 480 samples would ask
-        // for 100 of each, while the display shows no more than 10 a second.
-        auto* spectrum =
-            options.clockPeriodMs > 0
-                ? sonacore::iprocess::ISpectrumConfig::createInstance(
-                      "spectrum" + suffix, host::HostOptions::spectrumFrameLength, options.clockPeriodMs)
-                : sonacore::iprocess::ISpectrumConfig::createInstance("spectrum" + suffix,
-                                                                      host::HostOptions::spectrumFrameLength);
-        spectrum->setFftOrder(host::HostOptions::spectrumOrder);
-        sonacore::ihandles::IProcessorHandle* spectrumHandle =
-            core->addProcessor(*sonacore::IProcessConfiguration::createInstance(
-                "spectrum" + suffix, *spectrum, options.deviceKey, audioChannel));
-        core->getMeteringDataSource(*spectrumHandle)
-            ->bindChannelCallback([&display, &snapshot, &recorder, channel](sonacore::IChannelData& data) {
-                const std::vector<double> power = data.getVectorData().getY();
-                display.updateSpectrum(channel, host::peakFrequency(power, host::HostOptions::sampleRate));
-                snapshot.updateSpectrum(channel, power);
-                if (recorder) {
-                    recorder->recordSpectrum(channel, power, host::DeliveryRecorder::Clock::now());
-                }
-            });
-        processors.push_back(spectrumHandle);
+// By default a spectrum every 200 ms on the processor's own timer: 5 transforms of 16384 points and 5
+// deliveries of 8192 bins a second per channel, where the buffer's signal every 480 samples would ask for 100
+// of each, while the display shows no more than 10 a second. The live view averages the spectra over two
+// seconds, so that a bar stands still enough to be read; the average of ten spectra is full two seconds
+// after a start or a change of order.
+void addSpectrumProcessor(ISonaCore& core, Session& session, unsigned channel, bool averaging) {
+    const host::HostOptions& options = session.options;
+    const std::string name = "spectrum " + std::to_string(channel);
+    auto* spectrum = options.clockPeriodMs > 0
+                         ? sonacore::iprocess::ISpectrumConfig::createInstance(
+                               name, host::HostOptions::spectrumFrameLength, options.clockPeriodMs)
+                         : sonacore::iprocess::ISpectrumConfig::createInstance(
+                               name, host::HostOptions::spectrumFrameLength);
+    spectrum->setFftOrder(host::HostOptions::spectrumOrder);
+    if (averaging) {
+        spectrum->setMovingAverageWindowLength(averagingMs);
+        spectrum->setMovingAverageActivity(true);
     }
-    for (auto* handle : processors) {
-        handle->start();
-    }
-    receiver->start();
+    sonacore::ihandles::IProcessorHandle* handle =
+        core.addProcessor(*sonacore::IProcessConfiguration::createInstance(
+            name, *spectrum, options.deviceKey, static_cast<unsigned char>(channel)));
+    Outputs& outputs = session.outputs;
+    core.getMeteringDataSource(*handle)->bindChannelCallback(
+        [&outputs, channel](sonacore::IChannelData& data) {
+            outputs.spectrum(channel, data.getVectorData().getY());
+        });
+    session.spectra[channel] = spectrum;
+    session.processors.push_back(handle);
+}
 
+// The live view when the output is a terminal. Its keys act on the selected channel's spectrum
+// configuration, which the running processor follows before its next calculation.
+std::unique_ptr<host::TerminalView> makeView(Session& session) {
+    const host::HostOptions& options = session.options;
+    // The longest frame the buffer holds.
+    std::size_t largestOrder = host::TerminalView::lowestOrder;
+    while (largestOrder < host::TerminalView::highestOrder &&
+           (std::uint64_t{2} << largestOrder) <= options.bufferSize) {
+        ++largestOrder;
+    }
+    host::TerminalView::Controls controls;
+    controls.setFftOrder = [&session](unsigned channel, std::size_t order) {
+        session.spectra.at(channel)->setFftOrder(order);
+    };
+    controls.setAveraging = [&session](unsigned channel, bool averaging) {
+        session.spectra.at(channel)->setMovingAverageActivity(averaging);
+    };
+    controls.quit = [] { QCoreApplication::quit(); };
+    const std::string title = "SonaCore monitor: " + options.deviceKey + " on " + session.adapterName + ", " +
+                              std::to_string(options.channels) + " channels at 48000 Hz, " +
+                              std::to_string(static_cast<long>(options.durationSeconds)) +
+                              " s; q or Ctrl-C ends it";
+    return std::make_unique<host::TerminalView>(
+        options.meteredChannels, host::HostOptions::sampleRate, title,
+        host::TerminalScreen::SpectrumSettings{host::HostOptions::spectrumOrder, true}, largestOrder,
+        std::move(controls));
+}
+
+// Runs the Qt event loop until the duration has passed, Ctrl-C or SIGTERM arrived or q was pressed, drawing
+// the live view or the plain lines ten times a second.
+void runEventLoop(Session& session) {
     QTimer stopper;
     stopper.setSingleShot(true);
     QObject::connect(&stopper, &QTimer::timeout, QCoreApplication::instance(), &QCoreApplication::quit,
                      Qt::DirectConnection);
-    stopper.start(static_cast<int>(options.durationSeconds * 1000));
+    stopper.start(static_cast<int>(session.options.durationSeconds * 1000));
+    // The signal handler only sets the flag: everything else, the terminal included, is done here.
     QTimer interruption;
     QObject::connect(
         &interruption, &QTimer::timeout, QCoreApplication::instance(),
@@ -306,41 +410,161 @@ int run(const host::HostOptions& options) {
         },
         Qt::DirectConnection);
     interruption.start(50);
+    Outputs& outputs = session.outputs;
     QTimer redraw;
     QObject::connect(
-        &redraw, &QTimer::timeout, &redraw, [&display] { display.draw(); }, Qt::DirectConnection);
+        &redraw, &QTimer::timeout, &redraw,
+        [&outputs] {
+            if (outputs.view && outputs.view->isOpen()) {
+                outputs.view->tick();
+            } else {
+                outputs.display.draw();
+            }
+        },
+        Qt::DirectConnection);
     redraw.start(100);
-
+    if (outputs.view && !outputs.view->open()) {
+        outputs.view.reset();
+    }
     QCoreApplication::exec();
-    display.finish();
-    ISonaCore::destroy();
-    qInstallMessageHandler(silentLog);
+    if (outputs.view) {
+        outputs.view->close();
+    }
+}
+
+// Ends the capture before the library is torn down. The receiver's stop asks the capture loop to end and
+// returns before it has, and destroy() deletes the settings of the buffers that the loop's last frames are
+// still written into; while frames keep arriving that can crash the program at exit. A short turn of the
+// event loop after the stop lets the capture loop return first, and delivers the last results meanwhile.
+void stopCapture(Session& session) {
+    session.receiver->stop();
+    QEventLoop settling;
+    QTimer::singleShot(captureStopMs, &settling, &QEventLoop::quit);
+    settling.exec();
+}
+
+// What the run leaves behind: the last readings, the record's and the snapshot's outcome. Returns the exit
+// status: 3 when no audio arrived, 1 when the record or the snapshot failed.
+int finishRun(Session& session) {
+    Outputs& outputs = session.outputs;
+    outputs.display.finish();
     int status = 0;
-    if (recorder) {
-        if (!recorder->error().empty()) {
-            std::cerr << recorder->error() << "\n";
+    if (outputs.recorder) {
+        if (!outputs.recorder->error().empty()) {
+            std::cerr << outputs.recorder->error() << "\n";
             status = 1;
         }
-        std::cout << "Recorded " << recorder->levelRows() << " level rows and " << recorder->spectrumRows()
-                  << " spectrum rows in " << options.recordPath << ".\n";
+        std::cout << "Recorded " << outputs.recorder->levelRows() << " level rows and "
+                  << outputs.recorder->spectrumRows() << " spectrum rows in " << session.options.recordPath
+                  << ".\n";
     }
-    if (!options.snapshotPath.empty()) {
+    if (!session.options.snapshotPath.empty()) {
         std::string error;
-        if (snapshot.write(options.snapshotPath, error)) {
+        if (outputs.snapshot.write(session.options.snapshotPath, error)) {
             std::cout << "Snapshot of " << host::SnapshotPainter::imageWidth << "x"
-                      << host::SnapshotPainter::imageHeight << " pixels written to " << options.snapshotPath
-                      << ".\n";
+                      << host::SnapshotPainter::imageHeight << " pixels written to "
+                      << session.options.snapshotPath << ".\n";
         } else {
             std::cerr << error << "\n";
             status = 1;
         }
     }
-    if (!display.sawData()) {
-        std::cerr << "No audio arrived from " << options.deviceKey << " on " << adapter->getDeviceName()
+    if (!outputs.display.sawData()) {
+        std::cerr << "No audio arrived from " << session.options.deviceKey << " on " << session.adapterName
                   << ": check the stream's source address (--mac) and the adapter.\n";
         return 3;
     }
     return status;
+}
+
+int run(const host::HostOptions& options) {
+    Session session(options);
+    if (!openRecorder(session)) {
+        return 2;
+    }
+    ISonaCore* core = ISonaCore::createInstance();
+    routeMessages(*core);
+    if (const int status = addReceiver(*core, session); status != 0) {
+        ISonaCore::destroy();
+        return status;
+    }
+    const bool live = host::TerminalView::available();
+    for (const unsigned channel : options.meteredChannels) {
+        addLevelProcessor(*core, session, channel);
+        addSpectrumProcessor(*core, session, channel, live);
+    }
+    for (auto* handle : session.processors) {
+        handle->start();
+    }
+    session.receiver->start();
+    if (live) {
+        session.outputs.view = makeView(session);
+    }
+    runEventLoop(session);
+    stopCapture(session);
+    ISonaCore::destroy();
+    qInstallMessageHandler(silentLog);
+    return finishRun(session);
+}
+
+// Says which library this is; false, with the reason on standard error, when it does not fit this program.
+bool libraryFits() {
+    const bool compatible = vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion);
+    std::cout << "SonaCore " << vq::sonaCoreLib::getVersion() << ", interface "
+              << vq::sonaCoreLib::getInterfaceVersion()
+              << (compatible ? " (compatible)" : " (NOT compatible)") << "\n";
+    if (!compatible) {
+        std::cerr << "This program was built for interface version " << hostInterfaceVersion
+                  << " of the library: rebuild it against the installed headers.\n";
+    }
+    return compatible;
+}
+
+// The built-in demo's sandbox, and the options pointed at its capture end. Null, with the reason on standard
+// error, when it cannot be made.
+std::unique_ptr<host::NetworkSandbox> startDemo(host::HostOptions& options) {
+    std::string error;
+    std::unique_ptr<host::NetworkSandbox> sandbox = host::NetworkSandbox::create(options, error);
+    if (!sandbox) {
+        std::cerr << error << "\n";
+        return nullptr;
+    }
+    options.adapter = sandbox->captureInterface();
+    std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
+              << sandbox->talkerInterface();
+    if (options.discover) {
+        std::cout << ", heard on " << sandbox->captureInterface() << ".\n";
+    } else {
+        std::cout << ", captured on " << sandbox->captureInterface() << " for " << options.durationSeconds
+                  << " s. Ctrl-C ends it early.\n";
+    }
+    return sandbox;
+}
+
+int discover(const host::HostOptions& options) {
+    std::string adapterName;
+    std::vector<host::DiscoveredStream> streams;
+    std::uint64_t kernelDrops = 0;
+    if (const int status = listenForStreams(options, adapterName, streams, kernelDrops); status != 0) {
+        return status;
+    }
+    printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
+    return 0;
+}
+
+int monitor(host::HostOptions& options, bool demo) {
+    if (!demo && !options.macGiven) {
+        if (int status = 0; !chooseStream(options, status)) {
+            return status;
+        }
+    }
+    try {
+        return run(options);
+    } catch (const std::exception& failure) {
+        std::cerr << "The library refused the set-up: " << failure.what() << "\n";
+        ISonaCore::destroy();
+        return 1;
+    }
 }
 
 } // namespace
@@ -357,66 +581,34 @@ int main(int argc, char** argv) {
     const std::unique_ptr<QCoreApplication> application =
         options.snapshotPath.empty() ? std::make_unique<QCoreApplication>(argc, argv)
                                      : host::SnapshotPainter::createApplication(argc, argv);
+    // A closed terminal (SIGHUP) ends the run as Ctrl-C does, so that the demo still removes its namespace.
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
+    std::signal(SIGHUP, onSignal);
     if (options.help) {
         std::cout << host::HostOptions::usage();
         return 0;
     }
-
-    std::cout << "SonaCore " << vq::sonaCoreLib::getVersion() << ", interface "
-              << vq::sonaCoreLib::getInterfaceVersion()
-              << (vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion)
-                      ? " (compatible)"
-                      : " (NOT compatible)")
-              << "\n";
-    if (!vq::sonaCoreLib::isCompatibleWithInterfaceVersion(hostInterfaceVersion)) {
-        std::cerr << "This program was built for interface version " << hostInterfaceVersion
-                  << " of the library: rebuild it against the installed headers.\n";
+    if (!libraryFits()) {
         return 1;
     }
     if (options.list) {
         printAdapters(*sonacore::INetworkDeviceManager::createInstance());
         return 0;
     }
-
     std::unique_ptr<host::NetworkSandbox> sandbox;
     if (options.adapter.empty()) {
-        sandbox = host::NetworkSandbox::create(options, error);
-        if (!sandbox) {
+        // The demo's talker sends its own channels unless the command line gave others.
+        if (!options.channelsGiven &&
+            !options.useStream(options.deviceKey, host::NetworkSandbox::demoChannels, options.samplesPerFrame,
+                               error)) {
             std::cerr << error << "\n";
+            return 2;
+        }
+        sandbox = startDemo(options);
+        if (!sandbox) {
             return 1;
         }
-        options.adapter = sandbox->captureInterface();
-        if (options.discover) {
-            std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
-                      << sandbox->talkerInterface() << ", heard on " << sandbox->captureInterface() << ".\n";
-        } else {
-            std::cout << "Built-in demo: a talker in namespace " << sandbox->namespaceName() << " sends on "
-                      << sandbox->talkerInterface() << ", captured on " << sandbox->captureInterface()
-                      << " for " << options.durationSeconds << " s. Ctrl-C ends it early.\n";
-        }
     }
-    if (options.discover) {
-        std::string adapterName;
-        std::vector<host::DiscoveredStream> streams;
-        std::uint64_t kernelDrops = 0;
-        if (const int status = listenForStreams(options, adapterName, streams, kernelDrops); status != 0) {
-            return status;
-        }
-        printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
-        return 0;
-    }
-    if (!sandbox && !options.macGiven) {
-        if (int status = 0; !chooseStream(options, status)) {
-            return status;
-        }
-    }
-    try {
-        return run(options);
-    } catch (const std::exception& failure) {
-        std::cerr << "The library refused the set-up: " << failure.what() << "\n";
-        ISonaCore::destroy();
-        return 1;
-    }
+    return options.discover ? discover(options) : monitor(options, sandbox != nullptr);
 }

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <limits>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace host {
+
+// What the live terminal view shows, composed into lines of text: no terminal library here, so that the
+// layout is the same on every terminal and can be checked without one.
+//
+// From the top:
+// - a title line, then a header with the seven sound level names in the order of their index in a delivery;
+// - one row per metered channel: the seven values in dB re full scale with 2 decimals ("-inf" for digital
+//   silence, "--" before the first delivery), a bar of the Z-weighted fast level from meterFloor to 0 dB with
+//   the peak hold as '|', and the clip mark "CLIP" while any of the seven values stood at or above clipLevel
+//   within the last holdTime. The selected channel's row starts with '>';
+// - the selected channel's spectrum: bars over a logarithmic frequency axis from lowestFrequency at the
+//   plot's left edge to highestFrequency at its right, each column showing the strongest bin whose frequency
+//   k * rate / N falls in it (or, where bins are wider than a column, the bin nearest the column's middle),
+//   with 10 * log10 of the delivered power on a vertical axis from topDecibels down to bottomDecibels. The
+//   axis line below the plot has a '+' at each labelled frequency, and the label starts in the same column;
+// - the latest status lines and the keys.
+//
+// Thread affinity: one thread, the host's.
+class TerminalScreen {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    static constexpr double meterFloor = -60.0;
+    // A mean square at full scale or above: a full-scale sine reads -3.01 dB and never clips.
+    static constexpr double clipLevel = 0.0;
+    static constexpr std::chrono::milliseconds holdTime{2000};
+    static constexpr double lowestFrequency = 20.0;
+    static constexpr double highestFrequency = 24000.0;
+    static constexpr double topDecibels = 10.0;
+    static constexpr double bottomDecibels = -150.0;
+    // Columns before the plot: the dB labels and the axis.
+    static constexpr int plotLeft = 8;
+    // Width of one level value and of its name.
+    static constexpr int valueWidth = 10;
+
+    // How the selected channel's spectrum processor is set, for the spectrum's title.
+    struct SpectrumSettings {
+        std::size_t order = 14;
+        bool averaging = true;
+    };
+
+    TerminalScreen(std::vector<unsigned> channels, double sampleRate, std::string title);
+
+    // A sound level delivery's seven values; ignored for a channel not metered.
+    void updateLevels(unsigned channel, const std::vector<double>& levels, Clock::time_point now);
+    // A delivered power spectrum; kept for the selected channel only.
+    void updateSpectrum(unsigned channel, const std::vector<double>& power);
+    // The latest library message; the two latest are shown.
+    void addStatus(const std::string& text);
+
+    // Moves the selection to the next or previous metered channel, wrapping around.
+    void selectNext();
+    void selectPrevious();
+    // Selects channel `channel` if it is metered; false otherwise.
+    bool select(unsigned channel);
+    unsigned selectedChannel() const { return channelList[selected]; }
+    void setSpectrumSettings(const SpectrumSettings& settings) { spectrumSettings = settings; }
+
+    // The screen as `rows` lines of at most `columns` characters each.
+    std::vector<std::string> compose(int rows, int columns, Clock::time_point now) const;
+
+    // The plot column that holds `hertz` in a plot `width` columns wide; may lie outside 0 .. width - 1.
+    static int columnOf(double hertz, int width);
+    // The frequency in the middle of plot column `column`.
+    static double columnFrequency(int column, int width);
+    // Per plot column, the level in dB of its strongest bin; negative infinity for a column without power.
+    static std::vector<double> columnLevels(const std::vector<double>& power, double sampleRate, int width);
+
+private:
+    struct Meter {
+        std::vector<double> levels;
+        double peakHold = -std::numeric_limits<double>::infinity();
+        Clock::time_point peakTime;
+        Clock::time_point clipTime;
+        bool clipped = false;
+    };
+
+    std::string headerLine() const;
+    std::string meterLine(unsigned channel, const Meter* meter, int columns, Clock::time_point now) const;
+    std::string spectrumTitle() const;
+    void addPlot(std::vector<std::string>& lines, int plotRows, int columns) const;
+    static void addAxis(std::vector<std::string>& lines, int width);
+
+    std::vector<unsigned> channelList;
+    double sampleRate;
+    std::string title;
+    std::map<unsigned, Meter> meters;
+    std::size_t selected = 0;
+    std::vector<double> power;
+    SpectrumSettings spectrumSettings;
+    std::vector<std::string> statusLines;
+};
+
+} // namespace host
