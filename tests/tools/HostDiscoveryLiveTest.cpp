@@ -23,8 +23,8 @@ using namespace std::chrono_literals;
 // The measured rate of a stream on a loaded machine of two cores: the talker's frames bunch up when it is
 // late and catch up at once, which moves the first and the latest arrival by a frame period or two of the
 // two seconds measured, and the rate by far less than this.
-constexpr double kRateTolerance = 0.15;
-constexpr const char* kTableHeading =
+constexpr double rateTolerance = 0.15;
+constexpr const char* tableHeading =
     "device        stream id         channels  bits  rate/Hz  samples/frame  frames/s  VLAN  analysis";
 
 // One line of the table, field by field, as text.
@@ -46,7 +46,7 @@ std::vector<Row> rowsOf(const std::string& output) {
     std::istringstream lines(output);
     bool inTable = false;
     for (std::string line; std::getline(lines, line);) {
-        if (line == kTableHeading) {
+        if (line == tableHeading) {
             inTable = true;
             continue;
         }
@@ -86,7 +86,7 @@ void expectRow(const Row& row, const Expected& expected) {
     EXPECT_EQ(row.rate, "48000");
     EXPECT_EQ(row.samplesPerFrame, expected.samplesPerFrame);
     EXPECT_NEAR(std::stod(row.framesPerSecond), expected.framesPerSecond,
-                kRateTolerance * expected.framesPerSecond);
+                rateTolerance * expected.framesPerSecond);
     EXPECT_EQ(row.vlan, expected.vlan);
     EXPECT_EQ(row.analysis, expected.analysis);
 }
@@ -187,7 +187,7 @@ TEST_F(HostDiscoveryLiveTest, SaysSoWhenNoTalkerIsHeard) {
     EXPECT_NE(result.output.find("No AAF talker heard on " + captureInterface() + " in 1 s.\n"),
               std::string::npos)
         << result.output;
-    EXPECT_EQ(result.output.find(kTableHeading), std::string::npos) << result.output;
+    EXPECT_EQ(result.output.find(tableHeading), std::string::npos) << result.output;
 }
 
 TEST_F(HostDiscoveryLiveTest, MonitoringWithoutMacTakesTheFirstStreamItCanAnalyseAndSaysWhich) {
@@ -225,7 +225,7 @@ TEST_F(HostDiscoveryLiveTest, MonitoringWithMacListensForNoStream) {
         runHost({"--adapter", captureInterface(), "--mac", "02:53:43:00:00:02", "--duration", "2"});
     EXPECT_EQ(result.exitStatus, 0) << result.output;
     EXPECT_EQ(result.output.find("Monitoring "), std::string::npos) << result.output;
-    EXPECT_EQ(result.output.find(kTableHeading), std::string::npos) << result.output;
+    EXPECT_EQ(result.output.find(tableHeading), std::string::npos) << result.output;
     EXPECT_NE(result.output.find("ch1: "), std::string::npos) << result.output;
 }
 

@@ -7,14 +7,14 @@
 
 namespace hosttest {
 
-/// Runs `sonacore-host <arguments...>` to its end and returns its exit status and output.
+// Runs `sonacore-host <arguments...>` to its end and returns its exit status and output.
 inline testsupport::ChildProcess::Result runHost(const std::vector<std::string>& arguments) {
     std::vector<std::string> command{SONACORE_HOST_PATH};
     command.insert(command.end(), arguments.begin(), arguments.end());
     return testsupport::ChildProcess::run(command);
 }
 
-/// True when `part` occurs in `text`.
+// True when `part` occurs in `text`.
 inline bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }

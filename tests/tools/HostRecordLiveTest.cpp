@@ -30,23 +30,23 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr const char* kTalkerMac = "02:53:43:00:00:01";
-constexpr long double kSampleRate = 48000.0L;
-constexpr long double kFrameLength = 16384.0L;
-constexpr std::size_t kBins = 8192;
+constexpr const char* talkerMac = "02:53:43:00:00:01";
+constexpr long double sampleRate = 48000.0L;
+constexpr long double frameLength = 16384.0L;
+constexpr std::size_t bins = 8192;
 // The sound level processor's fast levels of a steady sine, after the 125 ms time constant has long passed:
 // the talker's 16-bit samples and the filters' settling move them by thousandths of a dB.
-constexpr double kLevelTolerance = 0.05;
+constexpr double levelTolerance = 0.05;
 // The tallest bar's column against the sine's position on the axis: one bin is under half a pixel wide near
 // 1 kHz and about one pixel near 440 Hz, so the bar can only sit a pixel or two off.
-constexpr double kColumnTolerance = 2.0;
+constexpr double columnTolerance = 2.0;
 // The talker's two sines: channel 0 at full scale, channel 1 at half scale.
-constexpr double kFrequency0 = 1000.0;
-constexpr double kFrequency1 = 440.0;
+constexpr double frequency0 = 1000.0;
+constexpr double frequency1 = 440.0;
 
 // The frequency of the bin nearest to a sine, in Hz.
 long double nearestBinHertz(long double hertz) {
-    return std::round(hertz * kFrameLength / kSampleRate) * kSampleRate / kFrameLength;
+    return std::round(hertz * frameLength / sampleRate) * sampleRate / frameLength;
 }
 
 // A sine of amplitude A, relative to full scale, has the mean square A^2 / 2.
@@ -145,29 +145,29 @@ protected:
         if (IsSkipped() || HasFatalFailure()) {
             return;
         }
-        ASSERT_TRUE(m_folder.isValid());
+        ASSERT_TRUE(folder.isValid());
         std::string error;
         const auto capture =
-            FrameCapture::open(captureInterface(), error, std::string("ether src ") + kTalkerMac);
+            FrameCapture::open(captureInterface(), error, std::string("ether src ") + talkerMac);
         ASSERT_TRUE(capture) << error;
-        ChildProcess& talker = startTalker({"--source-mac", kTalkerMac, "--channel-signal", "0=sine:1000:1",
+        ChildProcess& talker = startTalker({"--source-mac", talkerMac, "--channel-signal", "0=sine:1000:1",
                                             "--channel-signal", "1=sine:440:0.5"});
         ASSERT_GE(capture->waitForCount(100, 20s), 100u) << talker.output();
     }
 
-    std::string recordPath() const { return m_folder.filePath("record.csv").toStdString(); }
-    std::string snapshotPath() const { return m_folder.filePath("snapshot.png").toStdString(); }
+    std::string recordPath() const { return folder.filePath("record.csv").toStdString(); }
+    std::string snapshotPath() const { return folder.filePath("snapshot.png").toStdString(); }
 
     // Monitors the talker's two channels for two seconds, recording and painting.
     ChildProcess::Result monitor(const std::string& meter = "0,1") const {
-        return ChildProcess::run({SONACORE_HOST_PATH, "--adapter", captureInterface(), "--mac", kTalkerMac,
+        return ChildProcess::run({SONACORE_HOST_PATH, "--adapter", captureInterface(), "--mac", talkerMac,
                                   "--meter", meter, "--duration", "2", "--record", recordPath(), "--snapshot",
                                   snapshotPath()},
                                  60s);
     }
 
 private:
-    QTemporaryDir m_folder;
+    QTemporaryDir folder;
 };
 
 TEST_F(HostRecordLiveTest, SnapshotIsAPngOfTheStatedSize) {
@@ -202,13 +202,13 @@ TEST_P(HostSnapshotSpectrumLiveTest, TallestBarLiesAtTheTalkersFrequencyOnTheAxi
     ASSERT_FALSE(image.isNull());
     const double column = tallestBarColumn(image);
     ASSERT_GE(column, 0.0) << "no spectrum bar in the snapshot";
-    EXPECT_NEAR(column, static_cast<double>(referenceX(nearestBinHertz(GetParam().hertz))), kColumnTolerance);
+    EXPECT_NEAR(column, static_cast<double>(referenceX(nearestBinHertz(GetParam().hertz))), columnTolerance);
 }
 
 // The spectrum shown is that of the first metered channel.
 INSTANTIATE_TEST_SUITE_P(Channels, HostSnapshotSpectrumLiveTest,
-                         ::testing::Values(SpectrumCase{"Channel0At1000Hz", "0,1", kFrequency0},
-                                           SpectrumCase{"Channel1At440Hz", "1,0", kFrequency1}),
+                         ::testing::Values(SpectrumCase{"Channel0At1000Hz", "0,1", frequency0},
+                                           SpectrumCase{"Channel1At440Hz", "1,0", frequency1}),
                          [](const ::testing::TestParamInfo<SpectrumCase>& info) { return info.param.name; });
 
 TEST_F(HostRecordLiveTest, RecordHoldsTheHeaderAndEveryRowTheRunReports) {
@@ -223,7 +223,7 @@ TEST_F(HostRecordLiveTest, RecordHoldsTheHeaderAndEveryRowTheRunReports) {
                        "s,dBFS,peak Hz,bins,bin 0,bin 1,",
                        0),
         0u);
-    EXPECT_EQ(fieldsOf(lines[0]).size(), 13 + kBins);
+    EXPECT_EQ(fieldsOf(lines[0]).size(), 13 + bins);
     const auto levels = rowsOfKind(lines, "level");
     const auto spectra = rowsOfKind(lines, "spectrum");
     EXPECT_GT(reported.levelRows, 0u);
@@ -245,20 +245,20 @@ TEST_F(HostRecordLiveTest, RecordedFastLevelsMatchTheTalkersSines) {
     ASSERT_EQ(last.count("0"), 1u) << result.output;
     ASSERT_EQ(last.count("1"), 1u) << result.output;
     // Columns: 8 dBZ SPL f, 10 dBFS.
-    EXPECT_NEAR(std::stod(last["0"][8]), sineLevel(1.0L), kLevelTolerance);
-    EXPECT_NEAR(std::stod(last["0"][10]), sineLevel(1.0L), kLevelTolerance);
-    EXPECT_NEAR(std::stod(last["1"][8]), sineLevel(0.5L), kLevelTolerance);
-    EXPECT_NEAR(std::stod(last["1"][10]), sineLevel(0.5L), kLevelTolerance);
+    EXPECT_NEAR(std::stod(last["0"][8]), sineLevel(1.0L), levelTolerance);
+    EXPECT_NEAR(std::stod(last["0"][10]), sineLevel(1.0L), levelTolerance);
+    EXPECT_NEAR(std::stod(last["1"][8]), sineLevel(0.5L), levelTolerance);
+    EXPECT_NEAR(std::stod(last["1"][10]), sineLevel(0.5L), levelTolerance);
 }
 
 TEST_F(HostRecordLiveTest, RecordedSpectraNameTheBinNearestTheSineAndHoldEveryBin) {
     const ChildProcess::Result result = monitor();
     ASSERT_EQ(result.exitStatus, 0) << result.output;
-    const std::map<std::string, double> sines{{"0", kFrequency0}, {"1", kFrequency1}};
+    const std::map<std::string, double> sines{{"0", frequency0}, {"1", frequency1}};
     const auto spectra = rowsOfKind(linesOf(recordPath()), "spectrum");
     ASSERT_FALSE(spectra.empty());
     for (const auto& row : spectra) {
-        ASSERT_EQ(row.size(), 13 + kBins);
+        ASSERT_EQ(row.size(), 13 + bins);
         for (std::size_t column = 4; column < 11; ++column) {
             EXPECT_EQ(row[column], "");
         }

@@ -12,7 +12,7 @@ using host::SnapshotPainter;
 namespace {
 
 // The mapping is one logarithm and a multiplication in double: far below a thousandth of a pixel.
-constexpr double kPixelTolerance = 1e-9;
+constexpr double pixelTolerance = 1e-9;
 
 // The frequency axis from its definition: 20 Hz at the left edge, 24 kHz at the right, equal distances for
 // equal ratios.
@@ -28,19 +28,19 @@ TEST(SnapshotPainter, ImageSizeIsTwelveHundredBySevenHundred) {
 }
 
 TEST(SnapshotPainter, TwentyHertzLiesOnThePlotsLeftEdge) {
-    EXPECT_NEAR(SnapshotPainter::frequencyToX(20.0), SnapshotPainter::plotLeft, kPixelTolerance);
+    EXPECT_NEAR(SnapshotPainter::frequencyToX(20.0), SnapshotPainter::plotLeft, pixelTolerance);
 }
 
 TEST(SnapshotPainter, TwentyFourKilohertzLiesOnThePlotsRightEdge) {
-    EXPECT_NEAR(SnapshotPainter::frequencyToX(24000.0), SnapshotPainter::plotRight, kPixelTolerance);
+    EXPECT_NEAR(SnapshotPainter::frequencyToX(24000.0), SnapshotPainter::plotRight, pixelTolerance);
 }
 
 TEST(SnapshotPainter, EveryDecadeIsEquallyWide) {
     const double decade = SnapshotPainter::frequencyToX(200.0) - SnapshotPainter::frequencyToX(20.0);
     EXPECT_NEAR(SnapshotPainter::frequencyToX(2000.0) - SnapshotPainter::frequencyToX(200.0), decade,
-                kPixelTolerance);
+                pixelTolerance);
     EXPECT_NEAR(SnapshotPainter::frequencyToX(20000.0) - SnapshotPainter::frequencyToX(2000.0), decade,
-                kPixelTolerance);
+                pixelTolerance);
 }
 
 TEST(SnapshotPainter, FrequencyOfNoHertzHasNoPosition) {
@@ -52,7 +52,7 @@ class SnapshotFrequency : public ::testing::TestWithParam<double> {};
 
 TEST_P(SnapshotFrequency, LiesOnTheLogarithmicAxis) {
     EXPECT_NEAR(SnapshotPainter::frequencyToX(GetParam()), static_cast<double>(referenceX(GetParam())),
-                kPixelTolerance);
+                pixelTolerance);
 }
 
 // The ticks, the talker's sines and the bins nearest them, and the ends of the spectrum beyond the axis.
@@ -68,7 +68,7 @@ struct DecibelRow {
 class SnapshotDecibels : public ::testing::TestWithParam<DecibelRow> {};
 
 TEST_P(SnapshotDecibels, LieOnTheLinearAxis) {
-    EXPECT_NEAR(SnapshotPainter::decibelsToY(GetParam().decibels), GetParam().y, kPixelTolerance);
+    EXPECT_NEAR(SnapshotPainter::decibelsToY(GetParam().decibels), GetParam().y, pixelTolerance);
 }
 
 // +10 dB at the top edge (y 40), -170 dB at the bottom (y 440): 400 pixels for 180 dB, and beyond the range

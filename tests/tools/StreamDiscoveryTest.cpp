@@ -18,20 +18,20 @@ namespace {
 
 // Offsets from the first byte of an untagged Ethernet header, spelt out here rather than taken from the code
 // under test; a tag moves every one from the EtherType on up by 4 bytes.
-constexpr std::size_t kSourceOffset = 6;
-constexpr std::size_t kEtherTypeOffset = 12;
-constexpr std::size_t kSubtypeOffset = 14;
-constexpr std::size_t kStreamIdOffset = 18;
-constexpr std::size_t kFormatOffset = 30;
-constexpr std::size_t kRateAndChannelsHighOffset = 31;
-constexpr std::size_t kChannelsOffset = 32;
-constexpr std::size_t kBitDepthOffset = 33;
-constexpr std::size_t kDataLengthOffset = 34;
-constexpr std::size_t kHeaderLength = 38;
-constexpr std::size_t kTagLength = 4;
+constexpr std::size_t sourceOffset = 6;
+constexpr std::size_t etherTypeOffset = 12;
+constexpr std::size_t subtypeOffset = 14;
+constexpr std::size_t streamIdOffset = 18;
+constexpr std::size_t formatOffset = 30;
+constexpr std::size_t rateAndChannelsHighOffset = 31;
+constexpr std::size_t channelsOffset = 32;
+constexpr std::size_t bitDepthOffset = 33;
+constexpr std::size_t dataLengthOffset = 34;
+constexpr std::size_t headerLength = 38;
+constexpr std::size_t tagLength = 4;
 // The last field read: a frame must hold the stream data length whole.
-constexpr std::size_t kShortestUntagged = kDataLengthOffset + 2;
-constexpr std::size_t kShortestTagged = kShortestUntagged + kTagLength;
+constexpr std::size_t shortestUntagged = dataLengthOffset + 2;
+constexpr std::size_t shortestTagged = shortestUntagged + tagLength;
 
 // One AAF frame byte by byte, 16-bit stereo at 48 kHz from 00:a0:c9:11:22:33 unless told otherwise.
 struct AafFrame {
@@ -49,34 +49,34 @@ struct AafFrame {
     std::uint16_t dataLength = 24;
 
     std::vector<std::uint8_t> build() const {
-        std::vector<std::uint8_t> frame(kHeaderLength + dataLength, 0);
+        std::vector<std::uint8_t> frame(headerLength + dataLength, 0);
         std::size_t shift = 0;
         if (tag) {
-            frame.insert(frame.begin() + kEtherTypeOffset, kTagLength, 0);
-            frame[kEtherTypeOffset] = static_cast<std::uint8_t>(taggedEtherType >> 8);
-            frame[kEtherTypeOffset + 1] = static_cast<std::uint8_t>(taggedEtherType);
-            frame[kEtherTypeOffset + 2] = static_cast<std::uint8_t>(*tag >> 8);
-            frame[kEtherTypeOffset + 3] = static_cast<std::uint8_t>(*tag);
-            shift = kTagLength;
+            frame.insert(frame.begin() + etherTypeOffset, tagLength, 0);
+            frame[etherTypeOffset] = static_cast<std::uint8_t>(taggedEtherType >> 8);
+            frame[etherTypeOffset + 1] = static_cast<std::uint8_t>(taggedEtherType);
+            frame[etherTypeOffset + 2] = static_cast<std::uint8_t>(*tag >> 8);
+            frame[etherTypeOffset + 3] = static_cast<std::uint8_t>(*tag);
+            shift = tagLength;
         }
         for (std::size_t index = 0; index < 6; ++index) {
             frame[index] = static_cast<std::uint8_t>(0x91 + index);
-            frame[kSourceOffset + index] = source[index];
+            frame[sourceOffset + index] = source[index];
         }
-        frame[shift + kEtherTypeOffset] = static_cast<std::uint8_t>(etherType >> 8);
-        frame[shift + kEtherTypeOffset + 1] = static_cast<std::uint8_t>(etherType);
-        frame[shift + kSubtypeOffset] = subtype;
-        frame[shift + kSubtypeOffset + 1] = 0x81;
+        frame[shift + etherTypeOffset] = static_cast<std::uint8_t>(etherType >> 8);
+        frame[shift + etherTypeOffset + 1] = static_cast<std::uint8_t>(etherType);
+        frame[shift + subtypeOffset] = subtype;
+        frame[shift + subtypeOffset + 1] = 0x81;
         for (std::size_t index = 0; index < 8; ++index) {
-            frame[shift + kStreamIdOffset + index] = static_cast<std::uint8_t>(streamId >> (56 - 8 * index));
+            frame[shift + streamIdOffset + index] = static_cast<std::uint8_t>(streamId >> (56 - 8 * index));
         }
-        frame[shift + kFormatOffset] = format;
-        frame[shift + kRateAndChannelsHighOffset] =
+        frame[shift + formatOffset] = format;
+        frame[shift + rateAndChannelsHighOffset] =
             static_cast<std::uint8_t>((rateCode << 4) | (channels >> 8));
-        frame[shift + kChannelsOffset] = static_cast<std::uint8_t>(channels);
-        frame[shift + kBitDepthOffset] = bitDepth;
-        frame[shift + kDataLengthOffset] = static_cast<std::uint8_t>(dataLength >> 8);
-        frame[shift + kDataLengthOffset + 1] = static_cast<std::uint8_t>(dataLength);
+        frame[shift + channelsOffset] = static_cast<std::uint8_t>(channels);
+        frame[shift + bitDepthOffset] = bitDepth;
+        frame[shift + dataLengthOffset] = static_cast<std::uint8_t>(dataLength >> 8);
+        frame[shift + dataLengthOffset + 1] = static_cast<std::uint8_t>(dataLength);
         return frame;
     }
 };
@@ -215,7 +215,7 @@ TEST_P(TruncatedFrame, IsNotReadUntilItHoldsTheStreamDataLength) {
         frame.tag = 0x6002;
     }
     const std::vector<std::uint8_t> whole = frame.build();
-    const std::size_t shortest = GetParam() ? kShortestTagged : kShortestUntagged;
+    const std::size_t shortest = GetParam() ? shortestTagged : shortestUntagged;
     for (std::size_t length = 0; length < shortest; ++length) {
         const std::vector<std::uint8_t> cut(whole.begin(),
                                             whole.begin() + static_cast<std::ptrdiff_t>(length));
@@ -235,8 +235,8 @@ INSTANTIATE_TEST_SUITE_P(UntaggedAndTagged, TruncatedFrame, ::testing::Bool(),
 
 TEST(ParseAafFrameHeader, CapturedLengthBoundsTheReadNotTheBuffer) {
     const std::vector<std::uint8_t> whole = AafFrame().build();
-    EXPECT_FALSE(parseAafFrameHeader(whole.data(), static_cast<std::uint32_t>(kShortestUntagged - 1)));
-    EXPECT_TRUE(parseAafFrameHeader(whole.data(), static_cast<std::uint32_t>(kShortestUntagged)));
+    EXPECT_FALSE(parseAafFrameHeader(whole.data(), static_cast<std::uint32_t>(shortestUntagged - 1)));
+    EXPECT_TRUE(parseAafFrameHeader(whole.data(), static_cast<std::uint32_t>(shortestUntagged)));
 }
 
 // What the library does with each format: it converts 16-bit samples and writes silence for other sizes.

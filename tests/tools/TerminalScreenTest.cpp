@@ -236,4 +236,12 @@ TEST(TerminalScreen, StatusShowsTheTwoLatestMessages) {
     EXPECT_EQ(lines[static_cast<std::size_t>(rows) - 1].substr(0, 6), "Keys: ");
 }
 
+TEST(TerminalScreen, KeysLineNamesTheFftOrdersOffered) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    screen.setOrderRange(10, 15);
+    const std::string keys = "Keys: Tab/Right next channel, Left previous, 0-9 channel, +/- FFT order "
+                             "(10-15), a averaging, q quit";
+    EXPECT_EQ(screenOf(screen).back().substr(0, keys.size() + 1), keys + " ");
+}
+
 } // namespace

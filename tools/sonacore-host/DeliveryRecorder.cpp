@@ -40,7 +40,7 @@ bool emptyOrMissing(const std::string& path) {
 } // namespace
 
 DeliveryRecorder::DeliveryRecorder(std::string path, double sampleRate, Clock::time_point start)
-    : m_path(std::move(path)), m_sampleRate(sampleRate), m_start(start) {}
+    : filePath(std::move(path)), sampleRate(sampleRate), start(start) {}
 
 std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path, std::size_t bins,
                                                          double sampleRate, Clock::time_point start,
@@ -48,14 +48,14 @@ std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path
     const bool needsHeader = emptyOrMissing(path);
     std::unique_ptr<DeliveryRecorder> recorder(new DeliveryRecorder(path, sampleRate, start));
     errno = 0;
-    recorder->m_file.open(path, std::ios::out | std::ios::app);
-    if (!recorder->m_file) {
+    recorder->file.open(path, std::ios::out | std::ios::app);
+    if (!recorder->file) {
         error = "Cannot open the record file '" + path +
                 "': " + (errno != 0 ? std::strerror(errno) : "unknown error") + ".";
         return nullptr;
     }
     if (needsHeader && !recorder->writeLine(header(bins))) {
-        error = recorder->m_error;
+        error = recorder->lastError;
         return nullptr;
     }
     return recorder;
@@ -94,7 +94,7 @@ std::string DeliveryRecorder::utcText(Clock::time_point at) {
 }
 
 std::string DeliveryRecorder::rowStart(unsigned channel, const char* kind, Clock::time_point at) const {
-    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(at - m_start);
+    const auto elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(at - start);
     return utcText(at) + "," + formatted("%.3f", static_cast<double>(elapsed.count()) / 1000.0) + "," +
            std::to_string(channel) + "," + kind;
 }
@@ -108,7 +108,7 @@ bool DeliveryRecorder::recordLevels(unsigned channel, const std::vector<double>&
     if (!writeLine(line)) {
         return false;
     }
-    ++m_levelRows;
+    ++levelRowCount;
     return true;
 }
 
@@ -116,7 +116,7 @@ bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double
                                       Clock::time_point at) {
     std::string line = rowStart(channel, "spectrum", at);
     line += std::string(levelColumns, ',');
-    const double peak = peakFrequency(power, m_sampleRate);
+    const double peak = peakFrequency(power, sampleRate);
     line += "," + (std::isnan(peak) ? std::string() : formatted("%.3f", peak));
     line += "," + std::to_string(power.size());
     for (const double value : power) {
@@ -125,19 +125,19 @@ bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double
     if (!writeLine(line)) {
         return false;
     }
-    ++m_spectrumRows;
+    ++spectrumRowCount;
     return true;
 }
 
 bool DeliveryRecorder::writeLine(const std::string& line) {
-    if (!m_error.empty()) {
+    if (!lastError.empty()) {
         return false;
     }
     // Flushed row by row: a Ctrl-C or a kill then loses no more than the row in hand.
-    m_file << line << '\n' << std::flush;
-    if (!m_file) {
-        m_error = "Cannot write to the record file '" + m_path +
-                  "': " + (errno != 0 ? std::strerror(errno) : "unknown error") + "; recording stopped.";
+    file << line << '\n' << std::flush;
+    if (!file) {
+        lastError = "Cannot write to the record file '" + filePath +
+                    "': " + (errno != 0 ? std::strerror(errno) : "unknown error") + "; recording stopped.";
         return false;
     }
     return true;

@@ -53,11 +53,11 @@ public:
     bool recordSpectrum(unsigned channel, const std::vector<double>& power, Clock::time_point at);
 
     // The rows written since opening, by kind.
-    std::uint64_t levelRows() const { return m_levelRows; }
-    std::uint64_t spectrumRows() const { return m_spectrumRows; }
+    std::uint64_t levelRows() const { return levelRowCount; }
+    std::uint64_t spectrumRows() const { return spectrumRowCount; }
 
     // Empty, or the one sentence saying why writing stopped.
-    const std::string& error() const { return m_error; }
+    const std::string& error() const { return lastError; }
 
     // The header line for spectra of `bins` bins, without the line end.
     static std::string header(std::size_t bins);
@@ -72,13 +72,13 @@ private:
     std::string rowStart(unsigned channel, const char* kind, Clock::time_point at) const;
     bool writeLine(const std::string& line);
 
-    std::string m_path;
-    double m_sampleRate;
-    Clock::time_point m_start;
-    std::ofstream m_file;
-    std::uint64_t m_levelRows = 0;
-    std::uint64_t m_spectrumRows = 0;
-    std::string m_error;
+    std::string filePath;
+    double sampleRate;
+    Clock::time_point start;
+    std::ofstream file;
+    std::uint64_t levelRowCount = 0;
+    std::uint64_t spectrumRowCount = 0;
+    std::string lastError;
 };
 
 } // namespace host

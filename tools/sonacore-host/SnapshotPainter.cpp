@@ -63,10 +63,9 @@ QString decibelText(double value) {
 
 } // namespace
 
-SnapshotPainter::SnapshotPainter(std::vector<unsigned> meteredChannels, unsigned spectrumChannel,
-                                 double sampleRate)
-    : m_meteredChannels(std::move(meteredChannels)), m_spectrumChannel(spectrumChannel),
-      m_sampleRate(sampleRate), m_levels(m_meteredChannels.size()) {}
+SnapshotPainter::SnapshotPainter(std::vector<unsigned> channels, unsigned spectrumChannel, double sampleRate)
+    : meteredChannels(std::move(channels)), spectrumChannel(spectrumChannel), sampleRate(sampleRate),
+      channelLevels(meteredChannels.size()) {}
 
 double SnapshotPainter::frequencyToX(double hertz) {
     if (!(hertz > 0.0)) {
@@ -84,15 +83,15 @@ double SnapshotPainter::decibelsToY(double decibels) {
 }
 
 void SnapshotPainter::updateSpectrum(unsigned channel, const std::vector<double>& power) {
-    if (channel == m_spectrumChannel) {
-        m_power = power;
+    if (channel == spectrumChannel) {
+        spectrumPower = power;
     }
 }
 
 void SnapshotPainter::updateLevels(unsigned channel, const std::vector<double>& levels) {
-    for (std::size_t index = 0; index < m_meteredChannels.size(); ++index) {
-        if (m_meteredChannels[index] == channel) {
-            m_levels[index] = levels;
+    for (std::size_t index = 0; index < meteredChannels.size(); ++index) {
+        if (meteredChannels[index] == channel) {
+            channelLevels[index] = levels;
         }
     }
 }
@@ -113,14 +112,28 @@ QImage SnapshotPainter::paint() const {
 void SnapshotPainter::paintSpectrum(QPainter& painter) const {
     const QRect plot(QPoint(plotLeft, plotTop), QPoint(plotRight - 1, plotBottom - 1));
     painter.setPen(ink);
-    const std::size_t frameLength = 2 * m_power.size();
+    const std::size_t frameLength = 2 * spectrumPower.size();
     const QString title =
-        m_power.empty() ? QStringLiteral("Spectrum of channel %1").arg(m_spectrumChannel)
-                        : QStringLiteral("Spectrum of channel %1: 10 log10 of the power of a %2-point FFT")
-                              .arg(m_spectrumChannel)
-                              .arg(frameLength);
+        spectrumPower.empty()
+            ? QStringLiteral("Spectrum of channel %1").arg(spectrumChannel)
+            : QStringLiteral("Spectrum of channel %1: 10 log10 of the power of a %2-point FFT")
+                  .arg(spectrumChannel)
+                  .arg(frameLength);
     painter.drawText(QRect(plotLeft, 8, plotRight - plotLeft, 24), Qt::AlignLeft | Qt::AlignVCenter, title);
 
+    paintAxes(painter);
+    if (spectrumPower.empty()) {
+        painter.drawText(plot, Qt::AlignCenter, QStringLiteral("no spectrum arrived"));
+    } else {
+        paintBars(painter);
+    }
+    painter.setPen(ink);
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(plot);
+}
+
+// The grid, ticks and labels of both axes.
+void SnapshotPainter::paintAxes(QPainter& painter) const {
     for (const FrequencyTick& tick : frequencyTicks) {
         const int x = static_cast<int>(std::floor(frequencyToX(tick.hertz)));
         painter.setPen(grid);
@@ -143,40 +156,37 @@ void SnapshotPainter::paintSpectrum(QPainter& painter) const {
     }
     painter.drawText(QRect(plotLeft - 60, plotTop - 24, 52, 16), Qt::AlignRight | Qt::AlignVCenter,
                      QStringLiteral("dB"));
+}
 
-    if (m_power.empty()) {
-        painter.drawText(plot, Qt::AlignCenter, QStringLiteral("no spectrum arrived"));
-    } else {
-        const double binWidth = m_sampleRate / static_cast<double>(frameLength);
-        const auto bins = static_cast<long long>(m_power.size());
-        for (int x = plotLeft; x < plotRight; ++x) {
-            // The bins whose frequencies fall in this column; where a bin is wider than a column none may,
-            // and the column shows the bin nearest to its middle.
-            const long long first = static_cast<long long>(std::ceil(xToFrequency(x) / binWidth));
-            const long long last = static_cast<long long>(std::ceil(xToFrequency(x + 1) / binWidth)) - 1;
-            double strongest = -1.0;
-            if (first <= last) {
-                for (long long bin = first; bin <= last && bin < bins; ++bin) {
-                    strongest = std::max(strongest, m_power[static_cast<std::size_t>(bin)]);
-                }
-            } else {
-                const long long nearest = std::llround(xToFrequency(x + 0.5) / binWidth);
-                if (nearest >= 0 && nearest < bins) {
-                    strongest = m_power[static_cast<std::size_t>(nearest)];
-                }
+// One bar per pixel column, up to the level of its strongest bin.
+void SnapshotPainter::paintBars(QPainter& painter) const {
+    const std::size_t frameLength = 2 * spectrumPower.size();
+    const double binWidth = sampleRate / static_cast<double>(frameLength);
+    const auto bins = static_cast<long long>(spectrumPower.size());
+    for (int x = plotLeft; x < plotRight; ++x) {
+        // The bins whose frequencies fall in this column; where a bin is wider than a column none may,
+        // and the column shows the bin nearest to its middle.
+        const long long first = static_cast<long long>(std::ceil(xToFrequency(x) / binWidth));
+        const long long last = static_cast<long long>(std::ceil(xToFrequency(x + 1) / binWidth)) - 1;
+        double strongest = -1.0;
+        if (first <= last) {
+            for (long long bin = first; bin <= last && bin < bins; ++bin) {
+                strongest = std::max(strongest, spectrumPower[static_cast<std::size_t>(bin)]);
             }
-            if (!(strongest > 0.0)) {
-                continue;
-            }
-            const int top = static_cast<int>(std::floor(decibelsToY(10.0 * std::log10(strongest))));
-            if (top < plotBottom) {
-                painter.fillRect(x, top, 1, plotBottom - top, QColor::fromRgb(barColour));
+        } else {
+            const long long nearest = std::llround(xToFrequency(x + 0.5) / binWidth);
+            if (nearest >= 0 && nearest < bins) {
+                strongest = spectrumPower[static_cast<std::size_t>(nearest)];
             }
         }
+        if (!(strongest > 0.0)) {
+            continue;
+        }
+        const int top = static_cast<int>(std::floor(decibelsToY(10.0 * std::log10(strongest))));
+        if (top < plotBottom) {
+            painter.fillRect(x, top, 1, plotBottom - top, QColor::fromRgb(barColour));
+        }
     }
-    painter.setPen(ink);
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRect(plot);
 }
 
 void SnapshotPainter::paintMeters(QPainter& painter) const {
@@ -184,19 +194,19 @@ void SnapshotPainter::paintMeters(QPainter& painter) const {
     painter.drawText(QRect(meterLeft, meterTop - 22, meterRight - meterLeft, 18),
                      Qt::AlignLeft | Qt::AlignTop,
                      QStringLiteral("Levels in dB re full scale, bar: dBZ fast over -100 to 0 dB"));
-    if (m_meteredChannels.empty()) {
+    if (meteredChannels.empty()) {
         return;
     }
     const int rowHeight =
-        std::min(meterRowMaximum, (meterBottom - meterTop) / static_cast<int>(m_meteredChannels.size()));
-    for (std::size_t index = 0; index < m_meteredChannels.size(); ++index) {
+        std::min(meterRowMaximum, (meterBottom - meterTop) / static_cast<int>(meteredChannels.size()));
+    for (std::size_t index = 0; index < meteredChannels.size(); ++index) {
         const int top = meterTop + static_cast<int>(index) * rowHeight;
         const QRect trough(meterLeft, top + 2, meterRight - meterLeft, std::max(2, rowHeight - 6));
         painter.setPen(ink);
         painter.drawText(QRect(10, top, meterLeft - 16, rowHeight - 2), Qt::AlignRight | Qt::AlignVCenter,
-                         QStringLiteral("ch%1").arg(m_meteredChannels[index]));
+                         QStringLiteral("ch%1").arg(meteredChannels[index]));
         painter.fillRect(trough, meterTrough);
-        const std::vector<double>& levels = m_levels[index];
+        const std::vector<double>& levels = channelLevels[index];
         const auto value = [&levels](std::size_t at) {
             return at < levels.size() ? levels[at] : std::numeric_limits<double>::quiet_NaN();
         };

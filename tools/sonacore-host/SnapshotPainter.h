@@ -70,14 +70,16 @@ public:
 
 private:
     void paintSpectrum(QPainter& painter) const;
+    void paintAxes(QPainter& painter) const;
+    void paintBars(QPainter& painter) const;
     void paintMeters(QPainter& painter) const;
 
-    std::vector<unsigned> m_meteredChannels;
-    unsigned m_spectrumChannel;
-    double m_sampleRate;
-    std::vector<double> m_power;
-    // The latest seven values per metered channel, in the order of m_meteredChannels; empty until the first.
-    std::vector<std::vector<double>> m_levels;
+    std::vector<unsigned> meteredChannels;
+    unsigned spectrumChannel;
+    double sampleRate;
+    std::vector<double> spectrumPower;
+    // The latest seven values per metered channel, in the order of meteredChannels; empty until the first.
+    std::vector<std::vector<double>> channelLevels;
 };
 
 } // namespace host

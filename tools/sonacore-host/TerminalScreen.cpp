@@ -13,8 +13,6 @@ namespace host {
 namespace {
 
 constexpr int statusRows = 2;
-constexpr const char* keysLine =
-    "Keys: Tab/Right next channel, Left previous, 0-9 channel, +/- FFT order (10-16), a averaging, q quit";
 
 // The seven level kinds in the order of their index in a delivery, which is not the order of their names.
 std::vector<const sonacore::iprocess::SoundLevelValueType*> levelKinds() {
@@ -150,7 +148,9 @@ std::vector<std::string> TerminalScreen::compose(int rows, int columns, Clock::t
         const auto index = static_cast<std::size_t>(row);
         lines.push_back(index < statusLines.size() ? "Status: " + statusLines[index] : std::string());
     }
-    lines.emplace_back(keysLine);
+    lines.push_back("Keys: Tab/Right next channel, Left previous, 0-9 channel, +/- FFT order (" +
+                    std::to_string(lowestOrder) + "-" + std::to_string(highestOrder) +
+                    "), a averaging, q quit");
     lines.resize(static_cast<std::size_t>(std::max(rows, 0)));
     for (std::string& line : lines) {
         line = fitted(std::move(line), columns);

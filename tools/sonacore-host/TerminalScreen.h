@@ -65,6 +65,11 @@ public:
     bool select(unsigned channel);
     unsigned selectedChannel() const { return channelList[selected]; }
     void setSpectrumSettings(const SpectrumSettings& settings) { spectrumSettings = settings; }
+    // The FFT orders the keys offer, for the line that lists the keys.
+    void setOrderRange(std::size_t lowest, std::size_t highest) {
+        lowestOrder = lowest;
+        highestOrder = highest;
+    }
 
     // The screen as `rows` lines of at most `columns` characters each.
     std::vector<std::string> compose(int rows, int columns, Clock::time_point now) const;
@@ -99,6 +104,8 @@ private:
     std::vector<double> power;
     SpectrumSettings spectrumSettings;
     std::vector<std::string> statusLines;
+    std::size_t lowestOrder = 10;
+    std::size_t highestOrder = 16;
 };
 
 } // namespace host

@@ -37,6 +37,7 @@ TerminalView::TerminalView(std::vector<unsigned> channels, double sampleRate, st
         settings[channel] = initial;
     }
     screen.setSpectrumSettings(initial);
+    screen.setOrderRange(lowestOrder, this->largestOrder);
 }
 
 TerminalView::~TerminalView() {

@@ -22,7 +22,8 @@ namespace host {
 // it was found: modes, cursor and the screen's former contents.
 //
 // Keys: Tab or Right selects the next metered channel, Left the previous one, a digit the channel of that
-// number; + and - raise and lower the selected channel's FFT order within lowestOrder .. highestOrder; a
+// number; + and - raise and lower the selected channel's FFT order within lowestOrder .. highestOrder, or
+// less where the buffer holds no longer frame (a buffer of 48000 samples holds order 15 at most); a
 // switches its moving average on or off; q ends the run. The view asks its owner to apply the order and
 // the averaging through `Controls`, since only the owner knows the library's configurations.
 //
