@@ -1,12 +1,12 @@
 #pragma once
 
+#include "CommandLineValues.h"
 #include "WavFile.h"
 
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -297,24 +297,18 @@ private:
         return static_cast<std::int16_t>(value > 32767 ? 32767 : (value < -32768 ? -32768 : value));
     }
 
+    // Numbers are read as on the rest of the command line: a finite real number, or a whole number in
+    // decimal or 0x-hexadecimal.
     static bool parseDouble(const std::string& text, double& value) {
-        if (text.empty()) {
-            return false;
-        }
-        char* end = nullptr;
-        errno = 0;
-        value = std::strtod(text.c_str(), &end);
-        return errno == 0 && end == text.c_str() + text.size() && std::isfinite(value);
+        const std::optional<double> parsed = commandline::parseReal(text, -HUGE_VAL, HUGE_VAL);
+        value = parsed.value_or(0.0);
+        return parsed.has_value();
     }
 
     static bool parseUnsigned(const std::string& text, std::uint64_t& value) {
-        if (text.empty() || text[0] == '-' || text[0] == '+') {
-            return false;
-        }
-        char* end = nullptr;
-        errno = 0;
-        value = std::strtoull(text.c_str(), &end, 0);
-        return errno == 0 && end == text.c_str() + text.size();
+        const std::optional<std::uint64_t> parsed = commandline::parseNumber(text);
+        value = parsed.value_or(0);
+        return parsed.has_value();
     }
 
     Kind signalKind;
