@@ -182,6 +182,22 @@ TEST_F(HostRecordLiveTest, SnapshotIsAPngOfTheStatedSize) {
     EXPECT_EQ(image.height(), 700);
 }
 
+// Regression: on Qt's minimal platform without its fonts, every label of the image stayed blank.
+TEST_F(HostRecordLiveTest, SnapshotWritesTheLabelsOfItsDecibelAxis) {
+    const ChildProcess::Result result = monitor();
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    const QImage image(QString::fromStdString(snapshotPath()), "PNG");
+    ASSERT_FALSE(image.isNull());
+    // The dB labels stand left of the plot, where nothing else is painted.
+    int inked = 0;
+    for (int x = 0; x < SnapshotPainter::plotLeft - 8; ++x) {
+        for (int y = SnapshotPainter::plotTop; y < SnapshotPainter::plotBottom; ++y) {
+            inked += qGray(image.pixel(x, y)) < 128 ? 1 : 0;
+        }
+    }
+    EXPECT_GT(inked, 0);
+}
+
 struct SpectrumCase {
     std::string name;
     std::string meter;

@@ -241,10 +241,11 @@ bool SnapshotPainter::write(const std::string& path, std::string& error) const {
 
 std::unique_ptr<QCoreApplication> SnapshotPainter::createApplication(int& argc, char** argv) {
     // Fonts need a GUI application, and a platform that needs no display. The minimal one paints into images
-    // with the system's fonts like the offscreen one, but Qt 5's offscreen platform never frees its screen,
-    // which a leak check at exit reports on every run.
+    // like the offscreen one, but Qt 5's offscreen platform never frees its screen, which a leak check at
+    // exit reports on every run. Without its option enable_fonts the minimal platform knows no font at all
+    // and every label of the image stays blank; with it, it takes the system's fonts through fontconfig.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-        qputenv("QT_QPA_PLATFORM", "minimal");
+        qputenv("QT_QPA_PLATFORM", "minimal:enable_fonts");
     }
     return std::make_unique<QGuiApplication>(argc, argv);
 }
