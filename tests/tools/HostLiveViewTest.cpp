@@ -174,9 +174,10 @@ protected:
         ASSERT_TRUE(folder.isValid());
         const unsigned counter = sessionCounter.fetch_add(1);
         socket = "sonacore-view-" + std::to_string(getpid()) + "-" + std::to_string(counter);
+        session = socket;
         writeScript();
         const ChildProcess::Result started =
-            tmux({"new-session", "-d", "-s", "view", "-x", std::to_string(paneColumns), "-y",
+            tmux({"new-session", "-d", "-s", session, "-x", std::to_string(paneColumns), "-y",
                   std::to_string(paneRows), "sh " + path("run.sh")});
         ASSERT_EQ(started.exitStatus, 0) << started.output;
     }
@@ -184,7 +185,7 @@ protected:
     void TearDown() override {
         if (!socket.empty()) {
             // Ends the pane's script and with it the monitor, whose Ctrl-C handling removes the namespace.
-            tmux({"send-keys", "-t", "view", "C-c"});
+            tmux({"send-keys", "-t", session, "C-c"});
             testsupport::spinUntil([this] { return finished(); }, screenDeadline);
             tmux({"kill-server"});
         }
@@ -198,7 +199,7 @@ protected:
 
     std::string path(const std::string& name) const { return folder.path().toStdString() + "/" + name; }
 
-    std::string screen() const { return tmux({"capture-pane", "-p", "-t", "view"}).output; }
+    std::string screen() const { return tmux({"capture-pane", "-p", "-t", session}).output; }
 
     // Polls the screen until `condition` holds of it; on a timeout the whole screen goes into the failure.
     ::testing::AssertionResult screenShows(const std::function<bool(const std::string&)>& condition,
@@ -262,6 +263,10 @@ private:
 
     QTemporaryDir folder;
     std::string socket;
+
+protected:
+    // Unique to the process and the test, as is the tmux server's socket.
+    std::string session;
 };
 
 TEST_F(HostLiveViewTest, MetersShowTheFastLevelsOfTheFullScaleSineAt1kHz) {
@@ -282,7 +287,7 @@ TEST_F(HostLiveViewTest, TabSwitchesTheSpectrumToTheNextChannel) {
     ASSERT_TRUE(screenShows(
         [](const std::string& text) { return text.find("Spectrum of ch 0:") != std::string::npos; },
         "the spectrum of channel 0"));
-    tmux({"send-keys", "-t", "view", "Tab"});
+    tmux({"send-keys", "-t", session, "Tab"});
     EXPECT_TRUE(screenShows(
         [](const std::string& text) {
             return text.find("Spectrum of ch 1:") != std::string::npos &&
@@ -296,7 +301,7 @@ TEST_F(HostLiveViewTest, DigitSelectsThatChannel) {
     ASSERT_TRUE(screenShows(
         [](const std::string& text) { return text.find("Spectrum of ch 0:") != std::string::npos; },
         "the spectrum of channel 0"));
-    tmux({"send-keys", "-t", "view", "1"});
+    tmux({"send-keys", "-t", session, "1"});
     EXPECT_TRUE(screenShows(
         [](const std::string& text) { return text.find("Spectrum of ch 1:") != std::string::npos; },
         "the spectrum of channel 1"));
@@ -306,7 +311,7 @@ TEST_F(HostLiveViewTest, PlusRaisesTheSelectedChannelsFftOrder) {
     ASSERT_TRUE(screenShows(
         [](const std::string& text) { return text.find("FFT order 14 (16384 points") != std::string::npos; },
         "a spectrum of order 14"));
-    tmux({"send-keys", "-t", "view", "+"});
+    tmux({"send-keys", "-t", session, "+"});
     EXPECT_TRUE(screenShows(
         [](const std::string& text) { return text.find("FFT order 15 (32768 points") != std::string::npos; },
         "a spectrum of order 15"));
@@ -316,7 +321,7 @@ TEST_F(HostLiveViewTest, PlusRaisesTheSelectedChannelsFftOrder) {
 TEST_F(HostLiveViewTest, ViewFollowsTheTerminalsNewSize) {
     ASSERT_TRUE(screenShows([](const std::string& text) { return text.find("Keys: ") != std::string::npos; },
                             "the keys"));
-    tmux({"resize-window", "-t", "view", "-x", "100", "-y", "30"});
+    tmux({"resize-window", "-t", session, "-x", "100", "-y", "30"});
     EXPECT_TRUE(screenShows(
         [](const std::string& text) {
             const std::vector<std::string> lines = linesOf(text);
@@ -343,7 +348,7 @@ TEST_F(HostLiveViewTest, CtrlCLeavesTheTerminalSaneAndRemovesTheNamespace) {
         "the demo's capture interface in the title"));
     EXPECT_NE(ChildProcess::run({"ip", "netns", "list"}).output.find(namespaceName), std::string::npos);
 
-    tmux({"send-keys", "-t", "view", "C-c"});
+    tmux({"send-keys", "-t", session, "C-c"});
     ASSERT_TRUE(testsupport::spinUntil([this] { return finished(); }, screenDeadline)) << screen();
     EXPECT_EQ(fileText("status"), "monitor ended with 0\n");
     EXPECT_EQ(fileText("after"), fileText("before"));
@@ -355,7 +360,7 @@ TEST_F(HostLiveViewTest, CtrlCLeavesTheTerminalSaneAndRemovesTheNamespace) {
         },
         "the normal screen with the run's summary and the prompt"));
     // What is typed is echoed and read as a line, as the shell needs it.
-    tmux({"send-keys", "-t", "view", "hello", "Enter"});
+    tmux({"send-keys", "-t", session, "hello", "Enter"});
     EXPECT_TRUE(screenShows(
         [](const std::string& text) { return text.find("prompt> hello\ntyped: hello") != std::string::npos; },
         "the typed line echoed and read"));
@@ -365,7 +370,7 @@ TEST_F(HostLiveViewTest, CtrlCLeavesTheTerminalSaneAndRemovesTheNamespace) {
 TEST_F(HostLiveViewTest, QEndsTheRunAndLeavesTheTerminalSane) {
     ASSERT_TRUE(screenShows([](const std::string& text) { return text.find("Keys: ") != std::string::npos; },
                             "the keys"));
-    tmux({"send-keys", "-t", "view", "q"});
+    tmux({"send-keys", "-t", session, "q"});
     ASSERT_TRUE(testsupport::spinUntil([this] { return finished(); }, screenDeadline)) << screen();
     EXPECT_EQ(fileText("status"), "monitor ended with 0\n");
     EXPECT_EQ(fileText("after"), fileText("before"));
