@@ -53,6 +53,10 @@ public:
     std::string getName() const { return name; }
     const PcapDeviceInfo& getDeviceInfo() const { return deviceInfo; }
     bool isListening() const { return listening.load(); }
+    // Blocks until every capture loop handed to the pool has returned; they do so promptly after a break
+    // (stop), so that nothing the loop's callback writes into may be freed while it still runs. Any thread
+    // but a capture loop's own.
+    void waitForLoops();
     bool isFilterActive() const { return filterActive; }
     std::string getFilterExpression() const { return filterExpression; }
     std::string getReceiverName() const { return receiverName; }
@@ -96,8 +100,6 @@ private:
     void reportKernelDrops(std::uint64_t dropped, std::uint64_t total);
     void emitStatus(const std::string& text,
                     const std::string& type = sonacore::constants::messageTypeInformation);
-    // Blocks until every capture loop handed to the pool has returned; they do so promptly after a break.
-    void waitForLoops();
 
     std::string name;
     PcapDeviceInfo deviceInfo;

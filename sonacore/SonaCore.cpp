@@ -165,6 +165,9 @@ void SonaCore::relayMessage(std::shared_ptr<BaseMessage> message) {
 void SonaCore::destroy() {
     log::debug("destroy", "SonaCore data will be deleted!");
     stopEngines();
+    // A stopped capture loop may still be writing its last frame into a buffer whose settings are deleted
+    // below, so the deletions wait for every loop to return.
+    streamingEngine.waitForCaptureEnd();
     // Each kind goes before the kinds it refers to: stream before device, process before processor
     // configurations, device before buffer.
     log::debug("destroy", "Deleting stream configurations...");

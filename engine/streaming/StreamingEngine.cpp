@@ -118,4 +118,12 @@ void StreamingEngine::stop() {
     sonacore::log::debug("stop", "Network receivers stopped!");
 }
 
+void StreamingEngine::waitForCaptureEnd() {
+    for (auto& [name, receiver] : networkReceivers) {
+        if (receiver != nullptr) {
+            static_cast<pcapplus::PcapPacketSniffer*>(receiver.get())->waitForLoops();
+        }
+    }
+}
+
 } // namespace engine::streaming

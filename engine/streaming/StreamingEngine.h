@@ -38,6 +38,9 @@ public:
     NetworkReceiverHandle& getNetworkDeviceHandle(const std::string& name);
     // Stops every listening receiver; does not wait for their capture loops.
     void stop();
+    // Blocks until the capture loops of every receiver have returned: after stop, no frame is written into a
+    // buffer any more. Never call it on a capture loop's thread.
+    void waitForCaptureEnd();
 
     // The filter every receiver captures with, and the one AVTP subtype accepted.
     static constexpr const char* defaultCaptureFilter = "ether proto 0x22f0";

@@ -363,6 +363,24 @@ TEST_F(AvtpIngestLive, StallOfThreeHundredMillisecondsMidStreamLosesNoFrame) {
     EXPECT_TRUE(kernelDropMessages().empty());
 }
 
+// A stopped capture may still be inside its last frame. Waiting for the loops returns only once that frame
+// has been handed over, so that what frames are written into may then be freed.
+TEST_F(AvtpIngestLive, WaitForLoopsAfterStopReturnsOnlyOnceTheFrameInHandIsHandled) {
+    openCapture(2, threeSecondsOfSamples);
+    receiver->stall.arm(100, 300ms);
+    startStream(channelArguments(2, threeSeconds));
+    // Frame 100 has been handed to the receiver, which holds it for 300 ms.
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver->frames.load() > 100; }, 10000ms))
+        << whereFramesWent();
+    sniffer->stop();
+    sniffer->waitForLoops();
+    EXPECT_EQ(receiver->stall.done(), 1U);
+    const std::uint64_t handled = receiver->handled.load();
+    EXPECT_EQ(handled, receiver->frames.load());
+    testsupport::spinFor(100ms);
+    EXPECT_EQ(receiver->handled.load(), handled) << "a frame was handled after the loops had returned";
+}
+
 TEST_F(AvtpIngestLive, ProcessFrozenForThreeHundredMillisecondsMidStreamLosesNoFrame) {
     openCapture(8, threeSecondsOfSamples);
     auto& stream = startStream(channelArguments(8, threeSeconds));

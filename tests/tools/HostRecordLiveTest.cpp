@@ -284,6 +284,20 @@ TEST_F(HostRecordLiveTest, RecordedSpectraNameTheBinNearestTheSineAndHoldEveryBi
     }
 }
 
+// Each run ends by tearing the library down while the talker's frames still arrive: none may crash, nor
+// leave anything for a sanitizer to report.
+TEST_F(HostRecordLiveTest, RunsThatEndWhileFramesArriveExitCleanly) {
+    constexpr int runs = 12;
+    for (int run = 0; run < runs; ++run) {
+        const ChildProcess::Result result =
+            ChildProcess::run({SONACORE_HOST_PATH, "--adapter", captureInterface(), "--mac", talkerMac,
+                               "--meter", "0,1", "--duration", "1"},
+                              60s);
+        ASSERT_EQ(result.exitStatus, 0) << "run " << run + 1 << " of " << runs << ":\n" << result.output;
+        ASSERT_EQ(result.output.find("Sanitizer"), std::string::npos) << result.output;
+    }
+}
+
 TEST_F(HostRecordLiveTest, SecondRunAppendsToTheRecordWithoutASecondHeader) {
     const ChildProcess::Result first = monitor();
     ASSERT_EQ(first.exitStatus, 0) << first.output;

@@ -54,7 +54,6 @@
 #include "version/LibraryVersion.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QTimer>
 
 #include <csignal>
@@ -72,8 +71,6 @@ namespace {
 constexpr unsigned int hostInterfaceVersion = 101;
 // The live view's moving average over the spectra, in milliseconds.
 constexpr std::size_t averagingMs = 2000;
-// How long the capture loop gets to return after the receiver's stop, in milliseconds.
-constexpr int captureStopMs = 200;
 
 volatile std::sig_atomic_t interrupted = 0;
 
@@ -432,17 +429,6 @@ void runEventLoop(Session& session) {
     }
 }
 
-// Ends the capture before the library is torn down. The receiver's stop asks the capture loop to end and
-// returns before it has, and destroy() deletes the settings of the buffers that the loop's last frames are
-// still written into; while frames keep arriving that can crash the program at exit. A short turn of the
-// event loop after the stop lets the capture loop return first, and delivers the last results meanwhile.
-void stopCapture(Session& session) {
-    session.receiver->stop();
-    QEventLoop settling;
-    QTimer::singleShot(captureStopMs, &settling, &QEventLoop::quit);
-    settling.exec();
-}
-
 // What the run leaves behind: the last readings, the record's and the snapshot's outcome. Returns the exit
 // status: 3 when no audio arrived, 1 when the record or the snapshot failed.
 int finishRun(Session& session) {
@@ -501,7 +487,6 @@ int run(const host::HostOptions& options) {
         session.outputs.view = makeView(session);
     }
     runEventLoop(session);
-    stopCapture(session);
     ISonaCore::destroy();
     qInstallMessageHandler(silentLog);
     return finishRun(session);
