@@ -61,17 +61,13 @@ std::string openError(const std::string& adapterName, int status, const std::str
            "': " + (detail.empty() ? pcap_statustostr(status) : detail) + ".";
 }
 
-} // namespace
-
-bool DiscoveryCapture::listen(const std::string& adapterName, double seconds,
-                              const std::function<bool()>& interrupted, StreamDiscovery& discovery,
-                              std::uint64_t& kernelDrops, std::string& error) {
-    kernelDrops = 0;
+// Opens the adapter with the discovery's settings and filter; null with the reason in `error`.
+PcapHandle openFiltered(const std::string& adapterName, std::string& error) {
     char errorBuffer[PCAP_ERRBUF_SIZE] = {};
     PcapHandle handle(pcap_create(adapterName.c_str(), errorBuffer));
     if (!handle) {
         error = openError(adapterName, PCAP_ERROR, errorBuffer);
-        return false;
+        return handle;
     }
     pcap_set_snaplen(handle.get(), snapshotLength);
     pcap_set_promisc(handle.get(), 1);
@@ -80,23 +76,37 @@ bool DiscoveryCapture::listen(const std::string& adapterName, double seconds,
     const int status = pcap_activate(handle.get());
     if (status < 0) {
         error = openError(adapterName, status, pcap_geterr(handle.get()));
-        return false;
+        return PcapHandle();
     }
     bpf_program program{};
     if (pcap_compile(handle.get(), &program, filterExpression, 1, PCAP_NETMASK_UNKNOWN) != 0) {
         error = "Cannot filter the capture on '" + adapterName + "': " + pcap_geterr(handle.get()) + ".";
-        return false;
+        return PcapHandle();
     }
     const int filtered = pcap_setfilter(handle.get(), &program);
     pcap_freecode(&program);
     if (filtered != 0) {
         error = "Cannot filter the capture on '" + adapterName + "': " + pcap_geterr(handle.get()) + ".";
+        return PcapHandle();
+    }
+    return handle;
+}
+
+} // namespace
+
+bool DiscoveryCapture::listen(const std::string& adapterName, double seconds,
+                              const std::function<bool()>& interrupted, StreamDiscovery& discovery,
+                              std::uint64_t& kernelDrops, std::string& error) {
+    kernelDrops = 0;
+    const PcapHandle handle = openFiltered(adapterName, error);
+    if (!handle) {
         return false;
     }
 
     // A blocking read would wait for the first frame however long that takes: the kernel hands over its
     // blocks of frames on the read timeout only once they hold a frame. So the wait is a poll of its own, and
     // the read takes what is there.
+    char errorBuffer[PCAP_ERRBUF_SIZE] = {};
     const int descriptor = pcap_get_selectable_fd(handle.get());
     if (descriptor < 0 || pcap_setnonblock(handle.get(), 1, errorBuffer) != 0) {
         error = "Cannot capture on '" + adapterName + "' without blocking: " + errorBuffer + ".";

@@ -2,19 +2,13 @@
 
 #include "CommandLineValues.h"
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <sstream>
 
 namespace host {
 namespace {
-
-// Stores a value that parsed; false when there was none.
-template <typename Value> bool store(const std::optional<Value>& parsed, Value& target) {
-    if (parsed) {
-        target = *parsed;
-    }
-    return parsed.has_value();
-}
 
 bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
     std::vector<unsigned> parsed;
@@ -34,21 +28,101 @@ bool parseChannels(const std::string& text, std::vector<unsigned>& channels) {
     return true;
 }
 
+// Reads one option's value into the options: false when the value is not valid, with `error` set when the
+// option has a sentence of its own, left empty for the common one.
+using ValueReader = std::function<bool(HostOptions&, const std::string&, std::string&)>;
+
+// A whole number from `minimum` to `maximum`, with the flag that says the command line gave it.
+ValueReader wholeNumber(std::uint64_t HostOptions::*member, std::uint64_t minimum, std::uint64_t maximum,
+                        bool HostOptions::*given = nullptr) {
+    return [=](HostOptions& options, const std::string& value, std::string&) {
+        const std::optional<std::uint64_t> parsed = commandline::parseNumber(value, minimum, maximum);
+        options.*member = parsed.value_or(options.*member);
+        if (given != nullptr) {
+            options.*given = true;
+        }
+        return parsed.has_value();
+    };
+}
+
+// Whole seconds from `minimum` to `maximum`.
+ValueReader wholeSeconds(double HostOptions::*member, std::uint64_t minimum, std::uint64_t maximum) {
+    return [=](HostOptions& options, const std::string& value, std::string&) {
+        const std::optional<std::uint64_t> parsed = commandline::parseNumber(value, minimum, maximum);
+        if (parsed) {
+            options.*member = static_cast<double>(*parsed);
+        }
+        return parsed.has_value();
+    };
+}
+
+// A text, which must not be empty unless `emptyAllowed`.
+ValueReader text(std::string HostOptions::*member, bool emptyAllowed = false) {
+    return [=](HostOptions& options, const std::string& value, std::string&) {
+        options.*member = value;
+        return emptyAllowed || !value.empty();
+    };
+}
+
+bool readMac(HostOptions& options, const std::string& value, std::string& error) {
+    const std::optional<commandline::MacAddress> mac = commandline::parseMac(value);
+    if (!mac) {
+        error = "The MAC address '" + value +
+                "' is malformed: give six hexadecimal bytes such as 00:a0:c9:11:22:33.";
+        return false;
+    }
+    options.deviceKey = commandline::deviceKey(*mac);
+    options.macGiven = true;
+    return true;
+}
+
+bool readMeter(HostOptions& options, const std::string& value, std::string&) {
+    options.meterGiven = parseChannels(value, options.meteredChannels);
+    return options.meterGiven;
+}
+
+// Every option that takes a value.
+const std::map<std::string, ValueReader>& valueReaders() {
+    static const std::map<std::string, ValueReader> readers{
+        {"--adapter", text(&HostOptions::adapter)},
+        {"--mac", readMac},
+        {"--channels", wholeNumber(&HostOptions::channels, 1, 255, &HostOptions::channelsGiven)},
+        {"--samples-per-frame",
+         wholeNumber(&HostOptions::samplesPerFrame, 1, 65535, &HostOptions::samplesPerFrameGiven)},
+        {"--sample-size", wholeNumber(&HostOptions::sampleSize, 1, 8)},
+        {"--buffer-size", wholeNumber(&HostOptions::bufferSize, 1, 100000000)},
+        {"--signaling", wholeNumber(&HostOptions::signalingAmount, 1, 100000000)},
+        {"--clock-period", wholeNumber(&HostOptions::clockPeriodMs, 0, 3600000)},
+        {"--meter", readMeter},
+        {"--seconds", wholeSeconds(&HostOptions::discoverySeconds, 1, 3600)},
+        {"--duration", wholeSeconds(&HostOptions::durationSeconds, 1, 86400)},
+        {"--talker", text(&HostOptions::talkerPath, true)},
+        {"--record", text(&HostOptions::recordPath)},
+        {"--snapshot", text(&HostOptions::snapshotPath)},
+    };
+    return readers;
+}
+
+// The options without a value; false for any other name.
+bool readFlag(const std::string& name, HostOptions& options) {
+    if (name == "--help" || name == "-h") {
+        options.help = true;
+    } else if (name == "--list") {
+        options.list = true;
+    } else if (name == "--discover") {
+        options.discover = true;
+    } else {
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string& error) {
     for (int index = 1; index < argc; ++index) {
         const std::string name = argv[index];
-        if (name == "--help" || name == "-h") {
-            options.help = true;
-            continue;
-        }
-        if (name == "--list") {
-            options.list = true;
-            continue;
-        }
-        if (name == "--discover") {
-            options.discover = true;
+        if (readFlag(name, options)) {
             continue;
         }
         if (index + 1 >= argc) {
@@ -56,59 +130,17 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
                 "Unknown option or missing value '" + name + "': run 'sonacore-host --help' for the options.";
             return false;
         }
-        const std::string value = argv[++index];
-        bool good = true;
-        std::uint64_t number = 0;
-        if (name == "--adapter") {
-            options.adapter = value;
-            good = !value.empty();
-        } else if (name == "--mac") {
-            const std::optional<commandline::MacAddress> mac = commandline::parseMac(value);
-            if (!mac) {
-                error = "The MAC address '" + value +
-                        "' is malformed: give six hexadecimal bytes such as 00:a0:c9:11:22:33.";
-                return false;
-            }
-            options.deviceKey = commandline::deviceKey(*mac);
-            options.macGiven = true;
-        } else if (name == "--channels") {
-            good = store(commandline::parseNumber(value, 1, 255), options.channels);
-            options.channelsGiven = true;
-        } else if (name == "--samples-per-frame") {
-            good = store(commandline::parseNumber(value, 1, 65535), options.samplesPerFrame);
-            options.samplesPerFrameGiven = true;
-        } else if (name == "--sample-size") {
-            good = store(commandline::parseNumber(value, 1, 8), options.sampleSize);
-        } else if (name == "--buffer-size") {
-            good = store(commandline::parseNumber(value, 1, 100000000), options.bufferSize);
-        } else if (name == "--signaling") {
-            good = store(commandline::parseNumber(value, 1, 100000000), options.signalingAmount);
-        } else if (name == "--clock-period") {
-            good = store(commandline::parseNumber(value, 0, 3600000), options.clockPeriodMs);
-        } else if (name == "--meter") {
-            good = parseChannels(value, options.meteredChannels);
-            options.meterGiven = good;
-        } else if (name == "--seconds") {
-            good = store(commandline::parseNumber(value, 1, 3600), number);
-            options.discoverySeconds = static_cast<double>(number);
-        } else if (name == "--duration") {
-            good = store(commandline::parseNumber(value, 1, 86400), number);
-            options.durationSeconds = static_cast<double>(number);
-        } else if (name == "--talker") {
-            options.talkerPath = value;
-        } else if (name == "--record") {
-            options.recordPath = value;
-            good = !value.empty();
-        } else if (name == "--snapshot") {
-            options.snapshotPath = value;
-            good = !value.empty();
-        } else {
+        const auto reader = valueReaders().find(name);
+        if (reader == valueReaders().end()) {
             error = "Unknown option '" + name + "': run 'sonacore-host --help' for the options.";
             return false;
         }
-        if (!good) {
-            error = "The value '" + value + "' of " + name +
-                    " is not valid: run 'sonacore-host --help' for the ranges.";
+        const std::string value = argv[++index];
+        if (!reader->second(options, value, error)) {
+            if (error.empty()) {
+                error = "The value '" + value + "' of " + name +
+                        " is not valid: run 'sonacore-host --help' for the ranges.";
+            }
             return false;
         }
     }
@@ -175,7 +207,7 @@ std::string HostOptions::usage() {
            "  --samples-per-frame N    samples per channel in one frame (default: as heard, or 6)\n"
            "  --sample-size N          bytes per sample (default 2)\n"
            "  --buffer-size N          samples kept per channel, at least one spectrum frame of 16384\n"
-           "                           (default 48000)\n"
+           "                           (default 65536, which holds an FFT of order 16)\n"
            "  --signaling N            samples per buffer signal; a level comes every 6 signals, so\n"
            "                           6 x N must fit in the buffer (default 480)\n"
            "  --clock-period MS        milliseconds between spectra on the processors' own clock, or 0 for "

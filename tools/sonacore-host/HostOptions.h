@@ -30,8 +30,8 @@ struct HostOptions {
     std::uint64_t channels = 2;
     std::uint64_t samplesPerFrame = 6;
     std::uint64_t sampleSize = 2;
-    // Samples kept per channel: one second, room for a spectrum frame and a level's six signals.
-    std::uint64_t bufferSize = 48000;
+    // Samples kept per channel: 1.37 s, room for a spectrum frame of order 16 and a level's six signals.
+    std::uint64_t bufferSize = 65536;
     // Samples between two buffer signals: 10 ms at 48 kHz, so a level every 60 ms.
     std::uint64_t signalingAmount = 480;
     // Milliseconds between two spectra on the spectrum processor's own timer; 0 calculates one on every

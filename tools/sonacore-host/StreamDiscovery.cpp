@@ -8,24 +8,17 @@
 namespace host {
 namespace {
 
-// The AAF fields the library never reads, and so has no names for: offsets from the first byte of an untagged
-// Ethernet header, as the library's own.
-constexpr std::uint32_t formatOffset = 30;
-constexpr std::uint32_t rateAndChannelsHighOffset = 31;
-constexpr std::uint32_t bitDepthOffset = 33;
+using avb::avtp::formatInt16;
+using avb::avtp::formatInt24;
+using avb::avtp::formatInt32;
+
 // The stream data length is the last field read here: a frame must hold it whole.
 constexpr std::uint32_t headerLength = avb::avtp::streamDataLengthOffset + 2;
-
-constexpr std::uint16_t avtpEtherType = 0x22f0;
-constexpr std::uint16_t vlanEtherType = 0x8100;
-constexpr std::uint32_t vlanTagLength = 4;
 constexpr std::uint16_t vlanIdMask = 0x0fff;
 
 constexpr std::uint8_t formatUserSpecified = 0;
+// The formats the frame layout does not name, as the library converts none of them.
 constexpr std::uint8_t formatFloat32 = 1;
-constexpr std::uint8_t formatInt32 = 2;
-constexpr std::uint8_t formatInt24 = 3;
-constexpr std::uint8_t formatInt16 = 4;
 constexpr std::uint8_t formatAes3 = 5;
 
 // The rate codes in order from 0; 0 stands for "user specified" and reserved codes lie beyond the table.
@@ -131,7 +124,7 @@ std::optional<AafFrameHeader> parseAafFrameHeader(const std::uint8_t* frame, std
             return std::nullopt;
         }
         vlanId = static_cast<std::uint16_t>(whole.bigEndian16At(etherTypeOffset + 2) & vlanIdMask);
-        shift = vlanTagLength;
+        shift = vlanTagSize;
     }
     if (!whole.holds(shift, headerLength)) {
         return std::nullopt;
@@ -147,7 +140,7 @@ std::optional<AafFrameHeader> parseAafFrameHeader(const std::uint8_t* frame, std
     header.streamId = bigEndian64(untagged.bytesAt(streamIdOffset, streamIdSize));
     header.vlanId = vlanId;
     header.format = untagged.byteAt(formatOffset);
-    const std::uint8_t rateAndChannelsHigh = untagged.byteAt(rateAndChannelsHighOffset);
+    const std::uint8_t rateAndChannelsHigh = untagged.byteAt(nominalRateOffset);
     header.rateCode = static_cast<std::uint8_t>(rateAndChannelsHigh >> 4);
     header.channels = static_cast<std::uint16_t>(((rateAndChannelsHigh & 0x03) << 8) |
                                                  untagged.byteAt(channelsPerFrameOffset));
