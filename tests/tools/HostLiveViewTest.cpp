@@ -228,6 +228,14 @@ protected:
                 std::to_string(static_cast<double>(expected)));
     }
 
+    // Runs are ended while audio is shown, as a person ends them: a run that ends before any audio arrived
+    // rightly exits with the status that says so.
+    ::testing::AssertionResult metersAreLive() const {
+        return screenShows(
+            [](const std::string& text) { return meterValue(text, 0, "dBZ SPL f").has_value(); },
+            "channel 0's levels");
+    }
+
     ::testing::AssertionResult tallestBarAt(double hertz) const {
         return screenShows(
             [&](const std::string& text) {
@@ -347,6 +355,7 @@ TEST_F(HostLiveViewTest, CtrlCLeavesTheTerminalSaneAndRemovesTheNamespace) {
         },
         "the demo's capture interface in the title"));
     EXPECT_NE(ChildProcess::run({"ip", "netns", "list"}).output.find(namespaceName), std::string::npos);
+    ASSERT_TRUE(metersAreLive());
 
     tmux({"send-keys", "-t", session, "C-c"});
     ASSERT_TRUE(testsupport::spinUntil([this] { return finished(); }, screenDeadline)) << screen();
@@ -370,6 +379,7 @@ TEST_F(HostLiveViewTest, CtrlCLeavesTheTerminalSaneAndRemovesTheNamespace) {
 TEST_F(HostLiveViewTest, QEndsTheRunAndLeavesTheTerminalSane) {
     ASSERT_TRUE(screenShows([](const std::string& text) { return text.find("Keys: ") != std::string::npos; },
                             "the keys"));
+    ASSERT_TRUE(metersAreLive());
     tmux({"send-keys", "-t", session, "q"});
     ASSERT_TRUE(testsupport::spinUntil([this] { return finished(); }, screenDeadline)) << screen();
     EXPECT_EQ(fileText("status"), "monitor ended with 0\n");
