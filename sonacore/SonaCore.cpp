@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QMetaType>
 
+#include <chrono>
 #include <cstddef>
 #include <utility>
 
@@ -168,6 +169,8 @@ void SonaCore::destroy() {
     // A stopped capture loop may still be writing its last frame into a buffer whose settings are deleted
     // below, so the deletions wait for every loop to return.
     streamingEngine.waitForCaptureEnd();
+    // Likewise a stopped processor may be in the middle of a calculation that reads its configuration.
+    processorEngine.waitForProcessorsIdle(std::chrono::seconds(5));
     // Each kind goes before the kinds it refers to: stream before device, process before processor
     // configurations, device before buffer.
     log::debug("destroy", "Deleting stream configurations...");

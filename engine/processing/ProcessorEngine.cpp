@@ -9,6 +9,10 @@
 #include "sonacore/Log.h"
 #include "sonacore/ProcessConfiguration.h"
 
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+
 namespace engine::processing {
 
 ProcessorEngine::ProcessorEngine() = default;
@@ -100,6 +104,36 @@ ProcessorEngine::getProcessConnection(sonacore::ihandles::IProcessorHandle* proc
 void ProcessorEngine::stop() {
     processorHandleManager.stopAllHandles();
     sonacore::log::debug("stop", "Processor engine stopped!");
+}
+
+void ProcessorEngine::waitForProcessorsIdle(std::chrono::milliseconds limit) {
+    // Each processor thread answers a queued marker once the event in hand is done; all are asked first, so
+    // that they finish in parallel.
+    struct Pending {
+        std::mutex mutex;
+        std::condition_variable answered;
+        std::size_t count = 0;
+    };
+    const auto pending = std::make_shared<Pending>();
+    for (const auto& [uniqueId, socket] : processorSockets) {
+        if (socket == nullptr || socket->getProcessor() == nullptr || !socket->isWorkerThreadRunning()) {
+            continue;
+        }
+        {
+            std::lock_guard<std::mutex> lock(pending->mutex);
+            ++pending->count;
+        }
+        QMetaObject::invokeMethod(
+            socket->getProcessor(),
+            [pending] {
+                std::lock_guard<std::mutex> lock(pending->mutex);
+                --pending->count;
+                pending->answered.notify_all();
+            },
+            Qt::QueuedConnection);
+    }
+    std::unique_lock<std::mutex> lock(pending->mutex);
+    pending->answered.wait_for(lock, limit, [&] { return pending->count == 0; });
 }
 
 ProcessorSocket* ProcessorEngine::findSocket(const std::string& uniqueId) const {

@@ -5,6 +5,7 @@
 #include "engine/processing/ProcessorHandleManager.h"
 #include "process/ProcessConnection.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -66,6 +67,10 @@ public:
     // Stops every processor through its handle and logs "stop" "Processor engine stopped!". Removes nothing;
     // a later start through a handle works.
     void stop();
+    // Blocks until every processor thread has finished the event it was handling when this was called, or
+    // `limit` has passed: after stop, a calculation still under way may read its configuration, which must
+    // not be deleted before it ends. Later events find the processor stopped. The host's thread only.
+    void waitForProcessorsIdle(std::chrono::milliseconds limit);
 
     // The socket of a unique ID, or null.
     ProcessorSocket* findSocket(const std::string& uniqueId) const;
