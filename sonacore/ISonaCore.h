@@ -21,9 +21,10 @@ public:
     static ISonaCore* createInstance();
     // The library's version object; the same object on every call.
     static sonacore::IVersionInfo* getVersion();
-    // Stops all processors, then all capture, waits until every capture loop has returned (a few
-    // milliseconds: the frame in hand), then deletes every configuration object, each before what it refers
-    // to. Call it once, at the end of the host's use of the library.
+    // Stops all processors, then all capture, waits until every capture loop has returned and every
+    // processor has finished the calculation in hand (milliseconds; at most 5 s for the processors), then
+    // deletes every configuration object, each before what it refers to. Call it once, at the end of the
+    // host's use of the library.
     static void destroy();
 
     virtual ~ISonaCore();
