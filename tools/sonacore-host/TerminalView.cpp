@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <cstdio>
 #include <mutex>
 #include <utility>
 
@@ -18,7 +18,8 @@ constexpr int tabKey = '\t';
 struct Inbox {
     std::mutex mutex;
     std::vector<std::string> lines;
-    std::atomic<bool> open{false};
+    // Guarded by the mutex: whether the view owns the terminal.
+    bool open = false;
 };
 
 Inbox& inbox() {
@@ -52,9 +53,17 @@ bool TerminalView::open() {
     if (terminal != nullptr) {
         return true;
     }
+    // From here on, lines from other threads wait in the inbox; one being written to standard error is
+    // finished before ncurses takes the terminal.
+    Inbox& box = inbox();
+    std::unique_lock<std::mutex> lock(box.mutex);
+    box.open = true;
+    lock.unlock();
     // newterm, unlike initscr, returns null for a terminal it does not know instead of ending the program.
     terminal = newterm(nullptr, stdout, stdin);
     if (terminal == nullptr) {
+        lock.lock();
+        box.open = false;
         return false;
     }
     // cbreak keeps Ctrl-C a signal, which the program turns into the end of the run.
@@ -64,7 +73,6 @@ bool TerminalView::open() {
     nodelay(stdscr, TRUE);
     set_escdelay(25);
     curs_set(0);
-    inbox().open = true;
     draw();
     return true;
 }
@@ -73,10 +81,13 @@ void TerminalView::close() {
     if (terminal == nullptr) {
         return;
     }
-    inbox().open = false;
+    // The terminal is given back before standard error is written to again.
+    Inbox& box = inbox();
+    const std::lock_guard<std::mutex> lock(box.mutex);
     endwin();
     delscreen(terminal);
     terminal = nullptr;
+    box.open = false;
 }
 
 void TerminalView::updateLevels(unsigned channel, const std::vector<double>& levels) {
@@ -87,14 +98,15 @@ void TerminalView::updateSpectrum(unsigned channel, const std::vector<double>& p
     screen.updateSpectrum(channel, power);
 }
 
-bool TerminalView::post(const std::string& text) {
+void TerminalView::post(const std::string& text, const std::string& elsewhere) {
     Inbox& box = inbox();
-    if (!box.open) {
-        return false;
-    }
     const std::lock_guard<std::mutex> lock(box.mutex);
-    box.lines.push_back(text);
-    return true;
+    if (box.open) {
+        box.lines.push_back(text);
+        return;
+    }
+    const std::string line = elsewhere + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
 }
 
 void TerminalView::tick() {
@@ -178,6 +190,8 @@ void TerminalView::draw() {
         const int length = row + 1 == lines.size() ? columns - 1 : columns;
         mvaddnstr(static_cast<int>(row), 0, lines[row].c_str(), length);
     }
+    // The cursor rests at the top left, where a stray newline from outside the view could not scroll it.
+    move(0, 0);
     refresh();
 }
 

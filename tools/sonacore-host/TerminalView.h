@@ -59,9 +59,11 @@ public:
 
     void updateLevels(unsigned channel, const std::vector<double>& levels);
     void updateSpectrum(unsigned channel, const std::vector<double>& power);
-    // A status line for the screen, from any thread. False when no view is open, so that the caller writes
-    // it elsewhere.
-    static bool post(const std::string& text);
+    // A status line for the screen, from any thread. While no view owns the terminal, `elsewhere` goes to
+    // standard error instead, whole and in one write. The choice and the write are made under the lock that
+    // open and close take, so that no line can start before the view opens and end inside it: its newline
+    // would scroll the view out of step with what ncurses believes is on the screen.
+    static void post(const std::string& text, const std::string& elsewhere);
 
     // Reads the keys pressed since the last call, applies them and redraws. Called from a timer.
     void tick();

@@ -84,9 +84,7 @@ void libraryLog(QtMsgType type, const QMessageLogContext&, const QString& messag
     if (type != QtDebugMsg && type != QtInfoMsg) {
         // While the live view owns the terminal, its status line takes the warning instead.
         const std::string line = "sonacore: " + message.toStdString();
-        if (!host::TerminalView::post(line)) {
-            std::cerr << line << "\n";
-        }
+        host::TerminalView::post(line, line);
     }
 }
 
@@ -276,9 +274,7 @@ void routeMessages(ISonaCore& core) {
         } else {
             return;
         }
-        if (!host::TerminalView::post(text)) {
-            std::cerr << "status: " << text << "\n";
-        }
+        host::TerminalView::post(text, "status: " + text);
     });
 }
 
