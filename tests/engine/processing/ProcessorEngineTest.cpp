@@ -24,10 +24,14 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -540,4 +544,63 @@ TEST_F(ProcessorEngineTest, DestructionEndsEveryProcessorThenDropsTheHandles) {
                   "~Worker \"proc C\" DELETED", "~Controller \"proc C\" Worker thread ended",
                   "~ProcessorEngine Processor sockets cleared!", "~ProcessorEngine Deleted!",
                   "~ProcessorHandleManager Processor handles cleared!", "~ProcessorHandleManager Deleted!"}));
+}
+
+namespace {
+
+// An event that holds a processor's thread, as a long calculation does, until the test lets it go.
+struct HeldEvent {
+    std::promise<void> release;
+    std::shared_future<void> released{release.get_future().share()};
+    std::atomic<bool> started{false};
+    std::atomic<bool> finished{false};
+
+    void postTo(QObject* processor) {
+        QMetaObject::invokeMethod(
+            processor,
+            [this, released = released] {
+                started = true;
+                released.wait();
+                finished = true;
+            },
+            Qt::QueuedConnection);
+    }
+};
+
+} // namespace
+
+TEST_F(ProcessorEngineTest, WaitForProcessorsIdleReturnsOnlyOnceTheEventInHandIsFinished) {
+    engine::processing::ProcessorEngine processorEngine;
+    processorEngine.addProcessor(processA, &channel0)->start();
+    processorEngine.addProcessor(processOnChannel1, &channel1)->start();
+    ASSERT_TRUE(settled(processorEngine, idChannel0));
+    ASSERT_TRUE(settled(processorEngine, idChannel1));
+    HeldEvent held;
+    held.postTo(processorEngine.findSocket(idChannel1)->getProcessor());
+    ASSERT_TRUE(testsupport::spinUntil([&] { return held.started.load(); }));
+
+    processorEngine.stop();
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        held.release.set_value();
+    });
+    processorEngine.waitForProcessorsIdle(std::chrono::seconds(30));
+    EXPECT_TRUE(held.finished);
+    releaser.join();
+}
+
+TEST_F(ProcessorEngineTest, WaitForProcessorsIdleGivesUpAtItsLimitWhileAnEventIsStillHeld) {
+    engine::processing::ProcessorEngine processorEngine;
+    processorEngine.addProcessor(processA, &channel0)->start();
+    ASSERT_TRUE(settled(processorEngine, idChannel0));
+    HeldEvent held;
+    held.postTo(processorEngine.findSocket(idChannel0)->getProcessor());
+    ASSERT_TRUE(testsupport::spinUntil([&] { return held.started.load(); }));
+
+    processorEngine.stop();
+    processorEngine.waitForProcessorsIdle(std::chrono::milliseconds(100));
+    EXPECT_FALSE(held.finished);
+    held.release.set_value();
+    EXPECT_TRUE(settled(processorEngine, idChannel0));
+    EXPECT_TRUE(held.finished);
 }
