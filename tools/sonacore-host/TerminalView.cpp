@@ -27,6 +27,13 @@ Inbox& inbox() {
     return *instance;
 }
 
+// Waits for a line being written to standard error to end, then moves the lines still to come to the view
+// or back to standard error.
+void setViewOwnsTerminal(bool owns) {
+    const std::lock_guard<std::mutex> lock(inbox().mutex);
+    inbox().open = owns;
+}
+
 } // namespace
 
 TerminalView::TerminalView(std::vector<unsigned> channels, double sampleRate, std::string title,
@@ -53,17 +60,12 @@ bool TerminalView::open() {
     if (terminal != nullptr) {
         return true;
     }
-    // From here on, lines from other threads wait in the inbox; one being written to standard error is
-    // finished before ncurses takes the terminal.
-    Inbox& box = inbox();
-    std::unique_lock<std::mutex> lock(box.mutex);
-    box.open = true;
-    lock.unlock();
+    // Lines from other threads wait in the inbox before ncurses takes the terminal.
+    setViewOwnsTerminal(true);
     // newterm, unlike initscr, returns null for a terminal it does not know instead of ending the program.
     terminal = newterm(nullptr, stdout, stdin);
     if (terminal == nullptr) {
-        lock.lock();
-        box.open = false;
+        setViewOwnsTerminal(false);
         return false;
     }
     // cbreak keeps Ctrl-C a signal, which the program turns into the end of the run.
@@ -82,12 +84,10 @@ void TerminalView::close() {
         return;
     }
     // The terminal is given back before standard error is written to again.
-    Inbox& box = inbox();
-    const std::lock_guard<std::mutex> lock(box.mutex);
     endwin();
     delscreen(terminal);
     terminal = nullptr;
-    box.open = false;
+    setViewOwnsTerminal(false);
 }
 
 void TerminalView::updateLevels(unsigned channel, const std::vector<double>& levels) {
