@@ -423,14 +423,17 @@ TEST_F(ProcessorEngineTest, ADemoConfigurationIsNotCreateableBecauseOnlyTheBuffe
 }
 
 TEST_F(ProcessorEngineTest, TheGeneratorPathRunsTheSineGeneratorAtOnceWithoutABuffer) {
-    engine::processing::ProcessorEngine processorEngine;
+    // The generator loops on its own thread until the engine ends it, reading its configuration on every
+    // pass: the configuration and the collectors must outlive the engine, so they are declared first.
     process::DemoConfig demo("demo", 5);
     sonacore::ProcessConfiguration demoProcess("demo process", &demo, "generator", 3);
+    processingtest::Deliveries collector;
+    processingtest::Deliveries again;
+    engine::processing::ProcessorEngine processorEngine;
     engine::processing::ProcessorHandle* handle = processorEngine.addGeneratorProcessor(demoProcess);
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(handle->getUniqueId(), "DemoProcessor_generator_3");
     EXPECT_TRUE(handle->isActive());
-    processingtest::Deliveries collector;
     processorEngine.getProcessConnection(handle)->setCallbackMethod(collector.callback());
     ASSERT_TRUE(testsupport::spinUntil([&] { return collector.count() >= 2; }));
     EXPECT_EQ(collector.at(0).name, "DemoProcessor (SinGen) - demo process");
@@ -441,7 +444,6 @@ TEST_F(ProcessorEngineTest, TheGeneratorPathRunsTheSineGeneratorAtOnceWithoutABu
     handle->stop();
     EXPECT_FALSE(handle->isActive());
     processorEngine.removeProcessor(handle);
-    processingtest::Deliveries again;
     engine::processing::ProcessorHandle* second = processorEngine.addGeneratorProcessor(demoProcess);
     EXPECT_EQ(second, handle);
     processorEngine.getProcessConnection(second)->setCallbackMethod(again.callback());
@@ -450,10 +452,11 @@ TEST_F(ProcessorEngineTest, TheGeneratorPathRunsTheSineGeneratorAtOnceWithoutABu
 }
 
 TEST_F(ProcessorEngineTest, TheGeneratorPathRefusesADuplicateAndSettingsThatNeedABuffer) {
-    engine::processing::ProcessorEngine processorEngine;
+    // Declared before the engine, whose running generator reads it until the engine ends.
     process::DemoConfig demo;
     sonacore::ProcessConfiguration demoProcess("demo process", &demo, "generator", 0);
     sonacore::ProcessConfiguration sameId("same id", &demo, "generator", 0);
+    engine::processing::ProcessorEngine processorEngine;
     processorEngine.addGeneratorProcessor(demoProcess);
     testsupport::LogCapture capture;
     EXPECT_THROW(processorEngine.addGeneratorProcessor(sameId), exceptions::ProcessorAlreadyExists);
