@@ -41,6 +41,8 @@ constexpr std::uint32_t ethernetHeaderSize = 14;
 constexpr std::uint32_t vlanTagSize = 4;
 constexpr std::uint16_t avtpEtherType = 0x22f0;
 constexpr std::uint16_t vlanEtherType = 0x8100;
+// The TPID of an IEEE 802.1ad service tag: alone, or stacked in front of an 802.1Q tag.
+constexpr std::uint16_t serviceVlanEtherType = 0x88a8;
 
 // The AVTP subtype of the AAF audio format, the only one accepted.
 constexpr std::uint8_t aafSubtype = 2;
@@ -49,9 +51,12 @@ constexpr std::uint8_t aafSubtype = 2;
 constexpr std::uint8_t streamAndTimestampValid = 0x81;
 
 // The sample formats of the format field, and the nominal rate code of 48 kHz.
+constexpr std::uint8_t formatUserSpecified = 0x00;
+constexpr std::uint8_t formatFloat32 = 0x01;
 constexpr std::uint8_t formatInt32 = 0x02;
 constexpr std::uint8_t formatInt24 = 0x03;
 constexpr std::uint8_t formatInt16 = 0x04;
+constexpr std::uint8_t formatAes3 = 0x05;
 constexpr std::uint8_t nominalRate48kHz = 0x05;
 
 // The most channels an AAF frame can state: its channels-per-frame field has 10 bits.

@@ -1,10 +1,15 @@
 #include "avb/AvtpPacketReceiver.h"
 
+#include "avb/AafSampleDecoder.h"
 #include "avb/AvtpFrame.h"
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/Log.h"
+#include "sonacore/SonaCoreConstants.h"
+#include "sonacore/StatusMessage.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace avb {
 
@@ -42,7 +47,8 @@ std::string AvtpPacketReceiver::toString() const {
 }
 
 void AvtpPacketReceiver::addStreamingDevice(const std::string& deviceKey,
-                                            sonacore::DeviceConfiguration* configuration) {
+                                            sonacore::DeviceConfiguration* configuration,
+                                            bool acceptVlanTagged) {
     const DeviceTable& current = devices();
     if (current.audioBuffers.count(deviceKey) != 0) {
         const std::string text =
@@ -79,6 +85,12 @@ void AvtpPacketReceiver::addStreamingDevice(const std::string& deviceKey,
             Qt::AutoConnection);
     table->packetCheckers[deviceKey] = std::move(checker);
     table->deviceConfigurations[deviceKey] = configuration;
+    auto ingest = std::make_shared<DeviceIngest>();
+    ingest->sampleFormat = configuration->getSampleFormat();
+    ingest->sampleFormatStated = configuration->isSampleFormatStated();
+    ingest->acceptVlanTagged = acceptVlanTagged;
+    table->ingest[deviceKey] = std::move(ingest);
+    table->acceptsVlanTagged = table->acceptsVlanTagged || acceptVlanTagged;
     auto& buffers = table->audioBuffers[deviceKey];
     for (std::uint64_t channel = 0; channel < channelAmount; ++channel) {
         buffers.push_back(std::make_shared<AvbAudioBuffer>(deviceKey + "_Ch" + std::to_string(channel),
@@ -114,41 +126,107 @@ void AvtpPacketReceiver::receivePacket(unsigned char*, const pcap_pkthdr* header
     }
     // Only what was captured may be read, whatever the wire length says.
     const std::uint32_t length = std::min(header->len, header->caplen);
+    const DeviceTable& table = devices();
+    if (table.acceptsVlanTagged && receiveTagged(frame, length, table)) {
+        return;
+    }
     if (length < avtp::subtypeOffset + 1 || frame[avtp::subtypeOffset] != avtpSubtype) {
         return;
     }
     extractAvtpPacketData(frame, length);
 }
 
+AvtpPacketReceiver::FrameView AvtpPacketReceiver::untaggedView(const std::uint8_t* frame,
+                                                               std::uint32_t length) {
+    FrameView view;
+    view.header = frame;
+    view.headerLength = length;
+    if (AvtpFrameReader(frame, length).holds(avtp::payloadOffset, 0)) {
+        view.payload = frame + avtp::payloadOffset;
+        view.payloadLength = length - avtp::payloadOffset;
+    }
+    return view;
+}
+
+bool AvtpPacketReceiver::receiveTagged(const std::uint8_t* frame, std::uint32_t length,
+                                       const DeviceTable& table) {
+    const AvtpFrameReader reader(frame, length);
+    const std::uint16_t outer = reader.bigEndian16At(avtp::etherTypeOffset);
+    if (outer != avtp::vlanEtherType && outer != avtp::serviceVlanEtherType) {
+        return false;
+    }
+    std::uint32_t tagBytes = avtp::vlanTagSize;
+    // A service tag may carry a customer tag behind it; deeper stacks are not AVB stream traffic.
+    if (outer == avtp::serviceVlanEtherType &&
+        reader.bigEndian16At(avtp::etherTypeOffset + tagBytes) == avtp::vlanEtherType) {
+        tagBytes += avtp::vlanTagSize;
+    }
+    if (reader.bigEndian16At(avtp::etherTypeOffset + tagBytes) != avtp::avtpEtherType ||
+        !reader.holds(avtp::subtypeOffset + tagBytes, 1) ||
+        frame[avtp::subtypeOffset + tagBytes] != avtpSubtype) {
+        return false;
+    }
+
+    // The checks read the header at the offsets of an untagged frame, so they get a copy without the tags:
+    // the two addresses, then everything from the EtherType on, as far as the frame holds it. The samples
+    // are read where they are.
+    const std::uint32_t untaggedLength = length - tagBytes;
+    std::array<std::uint8_t, avtp::payloadOffset> header{};
+    const std::uint32_t headerLength = std::min<std::uint32_t>(untaggedLength, avtp::payloadOffset);
+    std::memcpy(header.data(), frame, avtp::etherTypeOffset);
+    std::memcpy(header.data() + avtp::etherTypeOffset, frame + avtp::etherTypeOffset + tagBytes,
+                headerLength - avtp::etherTypeOffset);
+    FrameView view;
+    view.header = header.data();
+    view.headerLength = headerLength;
+    if (untaggedLength >= avtp::payloadOffset) {
+        view.payload = frame + avtp::payloadOffset + tagBytes;
+        view.payloadLength = untaggedLength - avtp::payloadOffset;
+    }
+    return dispatch(view, table, true);
+}
+
 void AvtpPacketReceiver::extractAvtpPacketData(const std::uint8_t* frame, std::uint32_t length) {
-    const DeviceTable& table = devices();
     currentFrameLength = length;
+    dispatch(untaggedView(frame, length), devices(), false);
+}
+
+bool AvtpPacketReceiver::dispatch(const FrameView& view, const DeviceTable& table, bool taggedOnly) {
+    bool sent = false;
     for (const auto& [deviceKey, checker] : table.packetCheckers) {
-        if (!checker->isPacketConform(frame, length)) {
+        if (taggedOnly && !table.ingest.at(deviceKey)->acceptVlanTagged) {
             continue;
         }
-        if (checker->checkPacketData(frame, length)) {
-            writeSamples(frame, length, deviceKey, table, checker.get());
-            return;
+        if (!checker->isPacketConform(view.header, view.headerLength)) {
+            continue;
+        }
+        sent = true;
+        if (checker->checkPacketData(view.header, view.headerLength)) {
+            writeSamples(view, deviceKey, table, checker.get());
+            return true;
         }
         const std::uint64_t missed = missedPackets.fetch_add(1, std::memory_order_relaxed) + 1;
         sonacore::log::warning("extractAvtpPacketData", sonacore::log::name(name()),
                                "Packets missed: ", missed);
     }
+    return sent;
 }
 
 void AvtpPacketReceiver::writeAudioSamplesToBuffer(const std::uint8_t* frame, const std::string& deviceKey) {
-    writeSamples(frame, currentFrameLength, deviceKey, devices(), nullptr);
+    writeSamples(untaggedView(frame, currentFrameLength), deviceKey, devices(), nullptr);
 }
 
-void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t length,
-                                      const std::string& deviceKey, const DeviceTable& table,
-                                      AvtpPacketChecker* checker) {
+void AvtpPacketReceiver::writeSamples(const FrameView& view, const std::string& deviceKey,
+                                      const DeviceTable& table, AvtpPacketChecker* checker) {
     const auto buffersEntry = table.audioBuffers.find(deviceKey);
     if (buffersEntry == table.audioBuffers.end()) {
         sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()),
                                "Cannot store samples to buffer: ", checkBufferAvailability(deviceKey).second,
                                " No buffer exists for the given device.");
+        return;
+    }
+    DeviceIngest& ingest = *table.ingest.at(deviceKey);
+    if (ingest.sampleFormatStated && !isFormatAccepted(view, deviceKey, ingest)) {
         return;
     }
     // The table is immutable and outlives this call, so its buffers stay alive during the write.
@@ -171,17 +249,21 @@ void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t l
     }
     // The stated length matched what the configuration implies, but only the captured bytes may be read. The
     // test divides rather than multiplies, so that no product of large sizes can wrap round to a small one.
-    if (!AvtpFrameReader(frame, length).holds(avtp::payloadOffset, 0) ||
-        total > (length - avtp::payloadOffset) / sampleSize) {
+    if (view.payload == nullptr || total > view.payloadLength / sampleSize) {
         sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()),
                                "The stated AVTP stream data length exceeds the captured frame! ",
                                "Packet audio data won't be extracted for device: ", deviceKey);
         return;
     }
+    if (ingest.sampleFormatStated) {
+        writeStatedFormat(view.payload, buffers, static_cast<std::uint32_t>(channels), total, deviceKey,
+                          ingest);
+        return;
+    }
 
     const std::uint64_t stride =
         static_cast<std::uint64_t>(static_cast<std::uint32_t>(channels)) * sampleSize;
-    const std::uint8_t* instant = frame + avtp::payloadOffset;
+    const std::uint8_t* instant = view.payload;
     std::uint64_t written = 0;
     for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
         std::uint64_t byteOffset = 0;
@@ -197,6 +279,113 @@ void AvtpPacketReceiver::writeSamples(const std::uint8_t* frame, std::uint32_t l
         }
         instant += stride;
     }
+}
+
+namespace {
+
+// The samples of `total` channel samples, instant by instant, each channel's into its buffer, as the loop
+// of a device without a stated format does. The caller has checked that the payload holds them all.
+template <std::uint32_t SampleBytes, typename Decode>
+void writeInterleaved(const std::uint8_t* payload,
+                      const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers, std::uint32_t channels,
+                      std::uint64_t total, Decode decode) {
+    const std::uint64_t stride = std::uint64_t{channels} * SampleBytes;
+    const std::uint8_t* instant = payload;
+    std::uint64_t written = 0;
+    for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
+        std::uint64_t byteOffset = 0;
+        std::uint64_t channel = 0;
+        for (const auto& buffer : buffers) {
+            if (buffer && channel < channels) {
+                const float sample = decode(instant + byteOffset);
+                buffer->writeSample(&sample);
+                byteOffset += SampleBytes;
+                ++written;
+            }
+            ++channel;
+        }
+        instant += stride;
+    }
+}
+
+std::string formatName(sonacore::SampleFormat format) {
+    return sonacore::DeviceConfiguration::sampleFormatName(format);
+}
+
+} // namespace
+
+void AvtpPacketReceiver::writeStatedFormat(const std::uint8_t* payload,
+                                           const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers,
+                                           std::uint32_t channels, std::uint64_t total,
+                                           const std::string& deviceKey, DeviceIngest& ingest) {
+    switch (ingest.sampleFormat) {
+    case sonacore::SampleFormat::Int16:
+        writeInterleaved<2>(payload, buffers, channels, total, [this](const std::uint8_t* bytes) {
+            return sampleConverter.convertFromBigEndian(bytes, 2);
+        });
+        break;
+    case sonacore::SampleFormat::Int24:
+        writeInterleaved<3>(payload, buffers, channels, total, aaf::int24ToFloat);
+        break;
+    case sonacore::SampleFormat::Int32:
+        writeInterleaved<4>(payload, buffers, channels, total, aaf::int32ToFloat);
+        break;
+    case sonacore::SampleFormat::Float32: {
+        std::uint64_t nonFinite = 0;
+        writeInterleaved<4>(payload, buffers, channels, total, [&nonFinite](const std::uint8_t* bytes) {
+            return aaf::float32ToFloat(bytes, nonFinite);
+        });
+        if (nonFinite != 0) {
+            reportNonFinite(deviceKey, ingest, nonFinite);
+        }
+        break;
+    }
+    case sonacore::SampleFormat::Unspecified:
+        break;
+    }
+}
+
+bool AvtpPacketReceiver::isFormatAccepted(const FrameView& view, const std::string& deviceKey,
+                                          DeviceIngest& ingest) {
+    // The frame passed the length checks, so its header holds the format field.
+    const std::uint8_t stated = AvtpFrameReader(view.header, view.headerLength).byteAt(avtp::formatOffset);
+    if (stated == aaf::formatCodeOf(ingest.sampleFormat)) {
+        ingest.refusedFormatCode = -1;
+        return true;
+    }
+    if (ingest.refusedFormatCode != stated) {
+        ingest.refusedFormatCode = stated;
+        warnDevice(deviceKey, "Device " + deviceKey + " is configured for " +
+                                  formatName(ingest.sampleFormat) + " samples, but its frames state " +
+                                  aaf::formatCodeName(stated) +
+                                  " samples, so their audio is refused until the two agree: configure the "
+                                  "device with the format its talker sends.");
+    }
+    return false;
+}
+
+void AvtpPacketReceiver::reportNonFinite(const std::string& deviceKey, DeviceIngest& ingest,
+                                         std::uint64_t count) {
+    ingest.nonFiniteSamples += count;
+    ingest.unreportedNonFinite += count;
+    // At most one report a second, so that a talker sending nothing but NaN cannot flood the host.
+    const auto now = std::chrono::steady_clock::now();
+    if (ingest.nonFiniteReported && now - ingest.nonFiniteReportTime < std::chrono::seconds(1)) {
+        return;
+    }
+    ingest.nonFiniteReported = true;
+    ingest.nonFiniteReportTime = now;
+    warnDevice(deviceKey, "Device " + deviceKey + " sent " + std::to_string(ingest.unreportedNonFinite) +
+                              " float samples that are NaN or infinite since the last report (" +
+                              std::to_string(ingest.nonFiniteSamples) +
+                              " in all), and each was analysed as 0.0.");
+    ingest.unreportedNonFinite = 0;
+}
+
+void AvtpPacketReceiver::warnDevice(const std::string& deviceKey, const std::string& text) {
+    sonacore::log::warning("writeAudioSamplesToBuffer", sonacore::log::name(name()), text);
+    emit message(std::make_shared<sonacore::StatusMessage>(deviceKey, sonacore::constants::messageTypeWarning,
+                                                           "AvtpPacketReceiver", text));
 }
 
 std::int32_t AvtpPacketReceiver::performPreDataExtractionChecks(const std::string& deviceKey,

@@ -9,6 +9,7 @@
 #include "threading/Worker.h"
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -42,14 +43,24 @@ public:
     // sample to or that asks for more channels than a frame can state: a channel amount of 0 or above 1023,
     // a sample size of 0, 0 samples per channel. Nothing changes then. The configuration must outlive the
     // receiver.
-    void addStreamingDevice(const std::string& deviceKey, sonacore::DeviceConfiguration* configuration);
+    //
+    // A configuration that states its sample format has its frames' format field checked: a frame that
+    // states another format is refused (its sequence number was taken; it is not counted as missed), with a
+    // "WARNING" message once per change of the stated format. With acceptVlanTagged, the device's frames
+    // are also taken behind one 0x8100 or 0x88a8 tag, or an 0x88a8 tag stacked on an 0x8100 one.
+    void addStreamingDevice(const std::string& deviceKey, sonacore::DeviceConfiguration* configuration,
+                            bool acceptVlanTagged = false);
+    // True when a device added with acceptVlanTagged exists.
+    bool acceptsVlanTagged() const { return devices().acceptsVlanTagged; }
     // The buffer of a device's channel, from 0; valid as long as the receiver. Throws
     // exceptions::ResourceNotAvailable for an unknown device or a channel above the count, and
     // std::out_of_range for a channel equal to the count.
     AvbAudioBuffer* getAudioBuffer(const std::string& deviceKey, std::uint64_t channel);
 
     // On the capture thread: frames without a header, shorter than 15 bytes or of another subtype are
-    // ignored without a word. Reads never go past the captured bytes.
+    // ignored without a word. Reads never go past the captured bytes. A tagged frame goes, with its tags
+    // passed over, to the devices that accept tagged frames; when none of them sent it, it goes on as any
+    // other frame (and is then ignored, since a tag stands where the subtype would).
     void receivePacket(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame) override;
     std::string getReceiverName() const override;
     // "(unbound)" in the name becomes "(eth" number ")".
@@ -79,18 +90,64 @@ signals:
     void message(std::shared_ptr<sonacore::BaseMessage> message);
 
 private:
+    // How one device's frames are read, and what the capture thread remembers of them between frames.
+    struct DeviceIngest {
+        sonacore::SampleFormat sampleFormat = sonacore::SampleFormat::Unspecified;
+        // Only a configuration that states its format has the format field checked and other formats read.
+        bool sampleFormatStated = false;
+        bool acceptVlanTagged = false;
+        // Capture thread only. The format code of the latest refused frame, so that a refusal is reported
+        // once per change of the stated format; -1 while frames agree with the configuration.
+        int refusedFormatCode = -1;
+        // Capture thread only. Non-finite float samples: all of them, those not yet reported, and when the
+        // latest report went out.
+        std::uint64_t nonFiniteSamples = 0;
+        std::uint64_t unreportedNonFinite = 0;
+        bool nonFiniteReported = false;
+        std::chrono::steady_clock::time_point nonFiniteReportTime;
+    };
+
     // One published state of the devices. Never changed once published.
     struct DeviceTable {
         std::map<std::string, std::shared_ptr<AvtpPacketChecker>> packetCheckers;
         std::map<std::string, sonacore::DeviceConfiguration*> deviceConfigurations;
         std::map<std::string, std::vector<std::shared_ptr<AvbAudioBuffer>>> audioBuffers;
+        // Shared by every later table, so that what the capture thread remembers survives an added device.
+        std::map<std::string, std::shared_ptr<DeviceIngest>> ingest;
+        bool acceptsVlanTagged = false;
     };
 
+    // One frame as the checks read it: its untagged header, and its samples with the captured bytes that hold
+    // them. For an untagged frame both are the captured frame; for a tagged one the header is a copy without
+    // the tags.
+    struct FrameView {
+        const std::uint8_t* header = nullptr;
+        std::uint32_t headerLength = 0;
+        const std::uint8_t* payload = nullptr;
+        std::uint64_t payloadLength = 0;
+    };
+    static FrameView untaggedView(const std::uint8_t* frame, std::uint32_t length);
+
     const DeviceTable& devices() const { return *currentTable.load(std::memory_order_acquire); }
-    // Writes the frame's audio for one device; the frame holds at least `length` captured bytes. The device's
-    // checker, when the caller has it at hand, or null to look it up by key.
-    void writeSamples(const std::uint8_t* frame, std::uint32_t length, const std::string& deviceKey,
-                      const DeviceTable& table, AvtpPacketChecker* checker);
+    // Offers a tagged frame to the devices that accept tagged frames. True when one of them sent it (whether
+    // its audio was taken or not); false when the frame is not a tagged AAF frame or none of them sent it.
+    bool receiveTagged(const std::uint8_t* frame, std::uint32_t length, const DeviceTable& table);
+    // Judges one frame for the devices in `table`, optionally only for those that accept tagged frames. True
+    // when a device sent it.
+    bool dispatch(const FrameView& view, const DeviceTable& table, bool taggedOnly);
+    // Writes the frame's audio for one device. The device's checker, when the caller has it at hand, or null
+    // to look it up by key.
+    void writeSamples(const FrameView& view, const std::string& deviceKey, const DeviceTable& table,
+                      AvtpPacketChecker* checker);
+    // False, with a message once per change, when the frame's format field contradicts the stated format.
+    bool isFormatAccepted(const FrameView& view, const std::string& deviceKey, DeviceIngest& ingest);
+    // Converts and stores the samples of a device that states its format.
+    void writeStatedFormat(const std::uint8_t* payload,
+                           const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers,
+                           std::uint32_t channels, std::uint64_t total, const std::string& deviceKey,
+                           DeviceIngest& ingest);
+    void reportNonFinite(const std::string& deviceKey, DeviceIngest& ingest, std::uint64_t count);
+    void warnDevice(const std::string& deviceKey, const std::string& text);
     // The checks of performPreDataExtractionChecks with the device's checker at hand.
     std::int32_t channelsOfFrame(AvtpPacketChecker& checker, const std::string& deviceKey,
                                  std::uint32_t maximumChannels, std::uint32_t samplesPerChannel,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sonacore/IBufferConfiguration.h"
+#include "sonacore/SampleFormat.h"
 #include "sonacore/SonaCoreExport.h"
 
 #include <cstdint>
@@ -25,6 +26,15 @@ public:
     static IDeviceConfiguration* createInstance(std::string name, IBufferConfiguration& bufferConfiguration,
                                                 unsigned long sampleSize, unsigned long channelAmount,
                                                 unsigned long samplesPerChannel);
+    // A configuration that states its sample format: the sample size follows from it (Int16 2 bytes, Int24 3,
+    // Int32 and Float32 4), and a frame whose AAF format field states another format is refused, with a
+    // "WARNING" status message once per change of the stated format (see getSampleFormat). Throws
+    // exceptions::InstanceNotCreateable for SampleFormat::Unspecified or a value outside the enumeration, and
+    // std::bad_cast when bufferConfiguration was not made by this library; nothing is created and no
+    // registry changes then. Owned by the library until ISonaCore::destroy(); never null.
+    static IDeviceConfiguration* createInstance(std::string name, IBufferConfiguration& bufferConfiguration,
+                                                SampleFormat sampleFormat, unsigned long channelAmount,
+                                                unsigned long samplesPerChannel);
 
     virtual ~IDeviceConfiguration();
 
@@ -36,6 +46,12 @@ public:
     // Samples of one channel in one frame.
     virtual std::uint64_t getSamplesPerChannel() const = 0;
     virtual std::string toString() const = 0;
+    // The format the device's samples are read in. A configuration made with a sample size in bytes reports
+    // Int16 for size 2 and Unspecified for any other size; it never refuses a frame for its format field, and
+    // a device of another size delivers silence (0.0 for every sample, with a warning each). A configuration
+    // made with a format reports that format. Not pure, so that a host's own implementation of this interface
+    // still compiles; that default answers from getSampleSize as a configuration without a format does.
+    virtual SampleFormat getSampleFormat() const;
 };
 
 } // namespace sonacore

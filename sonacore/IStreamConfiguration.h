@@ -21,6 +21,17 @@ public:
     static IStreamConfiguration* createInstance(std::string name, std::string deviceMacAddress,
                                                 INetworkDeviceInfo& networkDeviceInfo,
                                                 IDeviceConfiguration& deviceConfiguration);
+    // As above, and with acceptVlanTagged true the device's frames are also received with an IEEE 802.1Q tag
+    // (TPID 0x8100) or an 802.1ad tag (TPID 0x88a8) of any VLAN ID and priority in front of the EtherType,
+    // or with an 0x88a8 tag stacked on an 0x8100 one: the tags are passed over, and the frame is judged as an
+    // untagged one. Untagged frames are received as well. While a stream on an adapter accepts tagged frames,
+    // the adapter captures with the filter "ether proto 0x22f0 or (vlan and ether proto 0x22f0)", so that
+    // tagged frames pass wherever the operating system leaves the tag in the frame. With false, as above:
+    // a tagged frame is not received. Throws as above.
+    static IStreamConfiguration* createInstance(std::string name, std::string deviceMacAddress,
+                                                INetworkDeviceInfo& networkDeviceInfo,
+                                                IDeviceConfiguration& deviceConfiguration,
+                                                bool acceptVlanTagged);
 
     virtual ~IStreamConfiguration();
 
@@ -29,6 +40,10 @@ public:
     virtual IDeviceConfiguration* getDeviceConfiguration() const = 0;
     virtual std::string toString() const = 0;
     virtual std::string getName() const = 0;
+    // Whether the device's VLAN-tagged frames are received; false for a configuration made without the
+    // choice. Not pure, so that a host's own implementation of this interface still compiles; that default
+    // answers false.
+    virtual bool getAcceptVlanTagged() const;
 };
 
 } // namespace sonacore

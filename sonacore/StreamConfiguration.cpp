@@ -7,6 +7,10 @@ namespace sonacore {
 
 IStreamConfiguration::~IStreamConfiguration() = default;
 
+bool IStreamConfiguration::getAcceptVlanTagged() const {
+    return false;
+}
+
 IStreamConfiguration* IStreamConfiguration::createInstance(std::string name, std::string deviceMacAddress,
                                                            INetworkDeviceInfo& networkDeviceInfo,
                                                            IDeviceConfiguration& deviceConfiguration) {
@@ -20,11 +24,24 @@ IStreamConfiguration* IStreamConfiguration::createInstance(std::string name, std
     return configuration;
 }
 
+IStreamConfiguration* IStreamConfiguration::createInstance(std::string name, std::string deviceMacAddress,
+                                                           INetworkDeviceInfo& networkDeviceInfo,
+                                                           IDeviceConfiguration& deviceConfiguration,
+                                                           bool acceptVlanTagged) {
+    auto& adapter = dynamic_cast<pcapplus::PcapDeviceInfo&>(networkDeviceInfo);
+    auto& device = dynamic_cast<DeviceConfiguration&>(deviceConfiguration);
+    auto* configuration = new StreamConfiguration(std::move(name), std::move(deviceMacAddress), adapter,
+                                                  &device, acceptVlanTagged);
+    registry::streamConfigurations.push_back(configuration);
+    return configuration;
+}
+
 StreamConfiguration::StreamConfiguration(std::string name, std::string deviceMacAddress,
                                          const pcapplus::PcapDeviceInfo& networkDeviceInfo,
-                                         DeviceConfiguration* deviceConfiguration)
+                                         DeviceConfiguration* deviceConfiguration, bool acceptVlanTagged)
     : ConfigurationData(std::move(name)), deviceMacAddress(std::move(deviceMacAddress)),
-      networkDeviceInfo(networkDeviceInfo), deviceConfiguration(deviceConfiguration) {}
+      networkDeviceInfo(networkDeviceInfo), deviceConfiguration(deviceConfiguration),
+      acceptVlanTagged(acceptVlanTagged) {}
 
 StreamConfiguration::~StreamConfiguration() = default;
 
@@ -44,6 +61,10 @@ std::string StreamConfiguration::toString() const {
 
 std::string StreamConfiguration::getName() const {
     return DataObjectBase::getName();
+}
+
+bool StreamConfiguration::getAcceptVlanTagged() const {
+    return acceptVlanTagged;
 }
 
 const INetworkDeviceInfo* StreamConfiguration::getNetworkDeviceInfo() const {

@@ -16,13 +16,14 @@ class StreamConfiguration : public ConfigurationData, public IStreamConfiguratio
 public:
     StreamConfiguration(std::string name, std::string deviceMacAddress,
                         const pcapplus::PcapDeviceInfo& networkDeviceInfo,
-                        DeviceConfiguration* deviceConfiguration);
+                        DeviceConfiguration* deviceConfiguration, bool acceptVlanTagged = false);
     ~StreamConfiguration() override;
 
     std::string getDeviceMacAddress() const override;
     DeviceConfiguration* getDeviceConfiguration() const override;
     std::string toString() const override;
     std::string getName() const override;
+    bool getAcceptVlanTagged() const override;
 
     // The adapter to listen on. It is this configuration's own copy: the device manager's entries are
     // replaced by each rescan, and a stream must not depend on when the host rescans.
@@ -32,6 +33,7 @@ private:
     std::string deviceMacAddress;
     pcapplus::PcapDeviceInfo networkDeviceInfo;
     DeviceConfiguration* deviceConfiguration;
+    bool acceptVlanTagged;
 };
 
 } // namespace sonacore

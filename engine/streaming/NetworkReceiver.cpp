@@ -46,6 +46,21 @@ NetworkReceiver::NetworkReceiver(const pcapplus::PcapDeviceInfo& deviceInfo, std
 
 NetworkReceiver::~NetworkReceiver() = default;
 
+void NetworkReceiver::widenFilterForVlanTagged(const std::string& filter) {
+    if (getFilterExpression() == filter) {
+        return;
+    }
+    const bool wasListening = isListening();
+    if (wasListening) {
+        pcapplus::PcapPacketSniffer::stop();
+        waitForLoops();
+    }
+    setFilter(filter, filterOptimize, filterNetmask);
+    if (wasListening) {
+        pcapplus::PcapPacketSniffer::start();
+    }
+}
+
 NetworkReceiverHandle& NetworkReceiver::getReceiverHandle() {
     return receiverHandle;
 }

@@ -34,6 +34,10 @@ public:
     ~NetworkReceiver() override;
 
     NetworkReceiverHandle& getReceiverHandle();
+    // Sets `filter` unless it is in force already. A listening receiver stops, waits for its capture loop,
+    // and starts again around the change, since libpcap's filter must not change under a running loop; the
+    // stop and start are reported as usual. Host's thread only.
+    void widenFilterForVlanTagged(const std::string& filter);
     // "NetworkReceiver: " name
     std::string toString() const override;
 

@@ -75,7 +75,11 @@ void StreamingEngine::addNetworkStreamToNetworkReceiver(sonacore::StreamConfigur
     }
     const auto& adapter = adapterOf(configuration);
     NetworkReceiver* receiver = networkReceivers.at(adapter.getDeviceName()).get();
-    receiver->addStreamingDevice(macAddress, configuration.getDeviceConfiguration());
+    receiver->addStreamingDevice(macAddress, configuration.getDeviceConfiguration(),
+                                 configuration.getAcceptVlanTagged());
+    if (configuration.getAcceptVlanTagged()) {
+        receiver->widenFilterForVlanTagged(vlanCaptureFilter);
+    }
     // On every add, not unique: a receiver with two devices delivers each of its messages twice.
     connect(static_cast<avb::AvtpPacketReceiver*>(receiver), &avb::AvtpPacketReceiver::message, this,
             &StreamingEngine::message, Qt::AutoConnection);

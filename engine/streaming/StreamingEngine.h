@@ -44,6 +44,11 @@ public:
 
     // The filter every receiver captures with, and the one AVTP subtype accepted.
     static constexpr const char* defaultCaptureFilter = "ether proto 0x22f0";
+    // The filter of an adapter once one of its streams accepts VLAN-tagged frames. Where the operating system
+    // takes the tag off before filtering (Linux, live) the first half passes tagged frames; where it leaves
+    // the tag in place (captured files, other systems) the second does. In this order only: `vlan` moves the
+    // offsets of everything after it.
+    static constexpr const char* vlanCaptureFilter = "ether proto 0x22f0 or (vlan and ether proto 0x22f0)";
     static constexpr std::uint8_t defaultAvtpSubtype = 2;
 
 signals:
