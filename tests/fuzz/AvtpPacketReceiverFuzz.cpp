@@ -26,11 +26,21 @@ struct Receiver {
         receiver.addStreamingDevice("001122334455", &eight);
         receiver.addStreamingDevice("000000000001", &wide);
         receiver.addStreamingDevice("0000000000", &stereo);
+        // Devices that state their format and accept tagged frames, so that tags of every depth and every
+        // sample format's conversion are reached.
+        receiver.addStreamingDevice("00a0c9112244", &int32Eight, true);
+        receiver.addStreamingDevice("00a0c9112255", &float32Stereo, true);
+        receiver.addStreamingDevice("00a0c9112266", &int24Stereo, true);
+        receiver.addStreamingDevice("00a0c9112277", &int16Stereo, false);
     }
     sonacore::BufferConfiguration buffer{"fuzz", 256, 7};
     sonacore::DeviceConfiguration stereo{"stereo", &buffer, 2, 2, 6};
     sonacore::DeviceConfiguration eight{"eight", &buffer, 2, 8, 6};
     sonacore::DeviceConfiguration wide{"wide", &buffer, 3, 4, 64};
+    sonacore::DeviceConfiguration int32Eight{"int32", &buffer, sonacore::SampleFormat::Int32, 8, 6};
+    sonacore::DeviceConfiguration float32Stereo{"float32", &buffer, sonacore::SampleFormat::Float32, 2, 6};
+    sonacore::DeviceConfiguration int24Stereo{"int24", &buffer, sonacore::SampleFormat::Int24, 2, 6};
+    sonacore::DeviceConfiguration int16Stereo{"int16", &buffer, sonacore::SampleFormat::Int16, 2, 6};
     avb::AvtpPacketReceiver receiver{2};
 };
 
