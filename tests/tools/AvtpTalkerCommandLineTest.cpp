@@ -1,3 +1,4 @@
+#include "UnprivilegedRun.h"
 #include "support/ChildProcess.h"
 #include "support/NetnsFixture.h"
 
@@ -5,8 +6,6 @@
 
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 using testsupport::ChildProcess;
 using testsupport::NetnsFixture;
@@ -125,14 +124,8 @@ TEST(AvtpTalkerCommandLine, UnknownInterfaceIsNamed) {
 }
 
 TEST(AvtpTalkerCommandLine, MissingRightsAreExplained) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0) {
-        // As root, the talker is run as nobody without capabilities, which is how an ordinary user runs it.
-        command = {SONACORE_SETPRIV_PATH, "--reuid=65534",   "--regid=65534",
-                   "--clear-groups",      "--inh-caps=-all", "--bounding-set=-all"};
-    }
-    command.insert(command.end(), {NetnsFixture::talkerPath(), "-i", "lo", "--count", "1"});
-    const auto result = ChildProcess::run(command);
+    const auto result =
+        toolstest::runUnprivileged(NetnsFixture::talkerPath(), {}, {"-i", "lo", "--count", "1"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.output, "sonacore-avtp-talker: no permission to open a raw packet socket; run as root "
                              "or grant CAP_NET_RAW.\n");
