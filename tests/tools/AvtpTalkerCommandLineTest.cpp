@@ -88,6 +88,57 @@ TEST(AvtpTalkerCommandLine, SampleWidthOtherThan16Or24Or32BitsIsRefused) {
               "bits, not '20'; see --help.\n");
 }
 
+TEST(AvtpTalkerCommandLine, HelpSaysWhatEachFormatCarriesAndThatSampleBitsIsTheIntegerFormats) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(
+        result.output.find("      --format F                int16, int24, int32 (formats INT_16BIT, "
+                           "INT_24BIT, INT_32BIT) or\n"
+                           "                                float32 (FLOAT_32BIT) (default int16); wider "
+                           "integers carry the\n"
+                           "                                16-bit signal shifted up to fill the width, "
+                           "float32 the signal's\n"
+                           "                                value as a fraction of full scale, before its "
+                           "rounding to 16 bits\n"
+                           "      --sample-bits N           16, 24 or 32: the same as --format int16, "
+                           "int24 or int32\n"),
+        std::string::npos)
+        << result.output;
+}
+
+TEST(AvtpTalkerCommandLine, HelpDescribesTheSpecialSignal) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(
+        result.output.find("  special:WHICH     float32 only: nan, inf or -inf on every sample, or cycle: "
+                           "NaN, +inf, -inf\n"
+                           "                    and 0.5 in turn\n"),
+        std::string::npos)
+        << result.output;
+}
+
+TEST(AvtpTalkerCommandLine, FormatOtherThanTheFourIsRefused) {
+    const auto result = runTalker({"-i", "lo", "--format", "float64"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: option --format needs a sample format of int16, int24, "
+                             "int32 or float32, not 'float64'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, SpecialSignalNeedsTheFloatFormat) {
+    const auto result = runTalker({"-i", "lo", "--format", "int32", "--channel-signal", "1=special:inf"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: invalid signal 'special:inf': NaN and infinities need "
+                             "--format float32; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, SampleBitsAfterTheFloatFormatLeavesNoRoomForSpecialValues) {
+    const auto result =
+        runTalker({"-i", "lo", "--format", "float32", "--sample-bits", "32", "--signal", "special:nan"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: invalid signal 'special:nan': NaN and infinities need "
+                             "--format float32; see --help.\n");
+}
+
 class AvtpTalkerVlanCommandLine : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(AvtpTalkerVlanCommandLine, VlanIdAbove4094OrPriorityAbove7IsRefused) {
