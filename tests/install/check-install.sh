@@ -17,7 +17,8 @@ cmake --build "$work/host-cmake" >/dev/null
 "$work/host-cmake/host"
 
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig:$prefix/lib/x86_64-linux-gnu/pkgconfig
+# The flags come from pkg-config alone; only the run path, for running the host from here, is added.
 # shellcheck disable=SC2046
-g++ -std=c++17 -fPIC "$host/host.cpp" -o "$work/host-pkgconfig" $(pkg-config --cflags --libs vq_sonaCoreLib_cxx) \
+g++ -std=c++17 "$host/host.cpp" -o "$work/host-pkgconfig" $(pkg-config --cflags --libs vq_sonaCoreLib_cxx) \
     -Wl,-rpath,"$(pkg-config --variable=libdir vq_sonaCoreLib_cxx)"
 "$work/host-pkgconfig"

@@ -1,3 +1,4 @@
+#include "UnprivilegedRun.h"
 #include "support/ChildProcess.h"
 #include "support/NetnsFixture.h"
 
@@ -5,8 +6,6 @@
 
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 using testsupport::ChildProcess;
 using testsupport::NetnsFixture;
@@ -89,6 +88,57 @@ TEST(AvtpTalkerCommandLine, SampleWidthOtherThan16Or24Or32BitsIsRefused) {
               "bits, not '20'; see --help.\n");
 }
 
+TEST(AvtpTalkerCommandLine, HelpSaysWhatEachFormatCarriesAndThatSampleBitsIsTheIntegerFormats) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(
+        result.output.find("      --format F                int16, int24, int32 (formats INT_16BIT, "
+                           "INT_24BIT, INT_32BIT) or\n"
+                           "                                float32 (FLOAT_32BIT) (default int16); wider "
+                           "integers carry the\n"
+                           "                                16-bit signal shifted up to fill the width, "
+                           "float32 the signal's\n"
+                           "                                value as a fraction of full scale, before its "
+                           "rounding to 16 bits\n"
+                           "      --sample-bits N           16, 24 or 32: the same as --format int16, "
+                           "int24 or int32\n"),
+        std::string::npos)
+        << result.output;
+}
+
+TEST(AvtpTalkerCommandLine, HelpDescribesTheSpecialSignal) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(
+        result.output.find("  special:WHICH     float32 only: nan, inf or -inf on every sample, or cycle: "
+                           "NaN, +inf, -inf\n"
+                           "                    and 0.5 in turn\n"),
+        std::string::npos)
+        << result.output;
+}
+
+TEST(AvtpTalkerCommandLine, FormatOtherThanTheFourIsRefused) {
+    const auto result = runTalker({"-i", "lo", "--format", "float64"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: option --format needs a sample format of int16, int24, "
+                             "int32 or float32, not 'float64'; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, SpecialSignalNeedsTheFloatFormat) {
+    const auto result = runTalker({"-i", "lo", "--format", "int32", "--channel-signal", "1=special:inf"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: invalid signal 'special:inf': NaN and infinities need "
+                             "--format float32; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, SampleBitsAfterTheFloatFormatLeavesNoRoomForSpecialValues) {
+    const auto result =
+        runTalker({"-i", "lo", "--format", "float32", "--sample-bits", "32", "--signal", "special:nan"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, "sonacore-avtp-talker: invalid signal 'special:nan': NaN and infinities need "
+                             "--format float32; see --help.\n");
+}
+
 class AvtpTalkerVlanCommandLine : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(AvtpTalkerVlanCommandLine, VlanIdAbove4094OrPriorityAbove7IsRefused) {
@@ -125,14 +175,8 @@ TEST(AvtpTalkerCommandLine, UnknownInterfaceIsNamed) {
 }
 
 TEST(AvtpTalkerCommandLine, MissingRightsAreExplained) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0) {
-        // As root, the talker is run as nobody without capabilities, which is how an ordinary user runs it.
-        command = {SONACORE_SETPRIV_PATH, "--reuid=65534",   "--regid=65534",
-                   "--clear-groups",      "--inh-caps=-all", "--bounding-set=-all"};
-    }
-    command.insert(command.end(), {NetnsFixture::talkerPath(), "-i", "lo", "--count", "1"});
-    const auto result = ChildProcess::run(command);
+    const auto result =
+        toolstest::runUnprivileged(NetnsFixture::talkerPath(), {}, {"-i", "lo", "--count", "1"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_EQ(result.output, "sonacore-avtp-talker: no permission to open a raw packet socket; run as root "
                              "or grant CAP_NET_RAW.\n");

@@ -1,3 +1,4 @@
+#include "FloatSineReference.h"
 #include "SignalGenerator.h"
 #include "WavFile.h"
 #include "support/NetnsFixture.h"
@@ -9,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <ostream>
 #include <sstream>
@@ -554,13 +556,17 @@ TEST_F(AvtpTalkerLiveTest, SummaryReportsFramesElapsedRateAndLateness) {
     EXPECT_NE(talkerOutput.find("lateness: mean "), std::string::npos) << talkerOutput;
 }
 
+// One integer format as either option names it: --sample-bits BITS or --format NAME.
 struct SampleWidth {
     unsigned bits;
     std::uint8_t format;
+    std::string option;
+    std::string value;
 };
 
 void PrintTo(const SampleWidth& width, std::ostream* out) {
-    *out << width.bits << " bits, format " << static_cast<unsigned>(width.format);
+    *out << width.option << " " << width.value << ": " << width.bits << " bits, format "
+         << static_cast<unsigned>(width.format);
 }
 
 class AvtpTalkerSampleWidthLiveTest : public AvtpTalkerLiveTest,
@@ -571,7 +577,7 @@ TEST_P(AvtpTalkerSampleWidthLiveTest, WideSamplesCarryTheSignalShiftedUpToFillTh
     const std::size_t bytes = bits / 8;
     const auto signals = generators(2, "", {{0, "counter:65530"}, {1, "noise:5:1"}});
     const auto frames =
-        sendAndCapture({"--sample-bits", std::to_string(bits), "--channel-signal", "0=counter:65530",
+        sendAndCapture({GetParam().option, GetParam().value, "--channel-signal", "0=counter:65530",
                         "--channel-signal", "1=noise:5:1", "--count", "3"});
     ASSERT_EQ(frames.size(), 3u);
     for (std::size_t i = 0; i < frames.size(); ++i) {
@@ -604,11 +610,90 @@ TEST_P(AvtpTalkerSampleWidthLiveTest, WideSamplesCarryTheSignalShiftedUpToFillTh
 }
 
 INSTANTIATE_TEST_SUITE_P(Widths, AvtpTalkerSampleWidthLiveTest,
-                         ::testing::Values(SampleWidth{16, 0x04}, SampleWidth{24, 0x03},
-                                           SampleWidth{32, 0x02}),
+                         ::testing::Values(SampleWidth{16, 0x04, "--sample-bits", "16"},
+                                           SampleWidth{24, 0x03, "--sample-bits", "24"},
+                                           SampleWidth{32, 0x02, "--sample-bits", "32"},
+                                           SampleWidth{16, 0x04, "--format", "int16"},
+                                           SampleWidth{24, 0x03, "--format", "int24"},
+                                           SampleWidth{32, 0x02, "--format", "int32"}),
                          [](const ::testing::TestParamInfo<SampleWidth>& info) {
-                             return std::to_string(info.param.bits) + "Bits";
+                             return info.param.option == "--format"
+                                        ? "FormatInt" + std::to_string(info.param.bits)
+                                        : std::to_string(info.param.bits) + "Bits";
                          });
+
+// The float a sample's four bytes carry, big-endian.
+float floatAt(const CapturedFrame& frame, std::size_t offset) {
+    const std::uint32_t bits = be32(frame, offset);
+    float value = 0.0f;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+// The four big-endian bytes of a float, as a number to compare bit for bit.
+std::uint32_t bitsOf(float value) {
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &value, sizeof bits);
+    return bits;
+}
+
+TEST_F(AvtpTalkerLiveTest, FloatSamplesAreTheSignalsValueAsBigEndianSingles) {
+    const auto frames = sendAndCapture({"--format", "float32", "--channel-signal", "0=sine:1000:0.9",
+                                        "--channel-signal", "1=counter:65530", "--count", "12"});
+    ASSERT_EQ(frames.size(), 12u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const CapturedFrame& frame = frames[i];
+        ASSERT_EQ(frame.wireLength, payloadOffset + 2 * 6 * 4);
+        ASSERT_EQ(frame.bytes.size(), frame.wireLength);
+        EXPECT_EQ(frame.bytes[sequenceOffset], i);
+        EXPECT_EQ(frame.bytes[formatOffset], 0x01) << "format FLOAT_32BIT";
+        EXPECT_EQ(frame.bytes[bitDepthOffset], 32);
+        EXPECT_EQ(be16(frame, dataLengthOffset), 2 * 6 * 4);
+        for (unsigned s = 0; s < 6; ++s) {
+            const std::uint64_t n = i * 6 + s;
+            const std::size_t at = payloadOffset + s * 2 * 4;
+            EXPECT_EQ(be32(frame, at), bitsOf(toolstest::referenceFloatSine(1000, 0.9L, n)))
+                << "instant " << s << ": " << floatAt(frame, at);
+            const auto counter = static_cast<std::int16_t>(static_cast<std::uint16_t>(65530 + n));
+            EXPECT_EQ(be32(frame, at + 4), bitsOf(static_cast<float>(counter) / 32768.0f))
+                << "instant " << s << ": " << floatAt(frame, at + 4);
+        }
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, SpecialSignalSendsNanAndInfinitiesBitForBit) {
+    const auto frames = sendAndCapture(
+        {"--format", "float32", "--signal", "special:cycle", "--samples-per-frame", "4", "--count", "2"});
+    ASSERT_EQ(frames.size(), 2u);
+    // A quiet NaN, +infinity, -infinity and 0.5, on both channels of each instant.
+    const std::uint32_t expected[] = {0x7fc00000, 0x7f800000, 0xff800000, 0x3f000000};
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        ASSERT_EQ(frames[i].bytes.size(), payloadOffset + 2 * 4 * 4);
+        for (unsigned s = 0; s < 4; ++s) {
+            for (unsigned c = 0; c < 2; ++c) {
+                EXPECT_EQ(be32(frames[i], payloadOffset + (s * 2 + c) * 4), expected[s])
+                    << "frame " << i << ", instant " << s << ", channel " << c;
+            }
+        }
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, SampleDumpShowsFloatSamplesAsTheirValues) {
+    TemporaryFile dump(".txt");
+    ASSERT_FALSE(dump.path().empty());
+    const auto frames = sendAndCapture({"--dump-samples", dump.path(), "--format", "float32", "--channels",
+                                        "2", "--channel-signal", "0=special:cycle", "--channel-signal",
+                                        "1=counter:1", "--samples-per-frame", "4", "--count", "1"});
+    ASSERT_EQ(frames.size(), 1u);
+    std::ifstream in(dump.path());
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    EXPECT_EQ(lines, (std::vector<std::string>{"0 0 2 : nan 3.05175781e-05 inf 6.10351562e-05 -inf "
+                                               "9.15527344e-05 0.5 0.000122070312"}));
+}
 
 TEST_F(AvtpTalkerLiveTest, SampleDumpShowsWideSamplesAtTheirFullWidth) {
     TemporaryFile dump(".txt");

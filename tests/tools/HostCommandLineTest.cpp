@@ -1,16 +1,12 @@
 // The host program's command line for discovery, where no network is needed: the options, and what it says
 // when it cannot listen.
 #include "HostProgram.h"
-#include "support/ChildProcess.h"
+#include "UnprivilegedRun.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
-
-#include <unistd.h>
-
-using testsupport::ChildProcess;
 
 namespace {
 
@@ -60,14 +56,8 @@ TEST(HostCommandLine, MonitoringWithoutMacOnAnUnknownAdapterSaysSo) {
 }
 
 TEST(HostCommandLine, DiscoveryWithoutTheRightToCaptureIsExplained) {
-    std::vector<std::string> command;
-    if (::geteuid() == 0) {
-        // As root, the host is run as nobody without capabilities, which is how an ordinary user runs it.
-        command = {SONACORE_SETPRIV_PATH, "--reuid=65534",   "--regid=65534",
-                   "--clear-groups",      "--inh-caps=-all", "--bounding-set=-all"};
-    }
-    command.insert(command.end(), {SONACORE_HOST_PATH, "--discover", "--adapter", "lo", "--seconds", "1"});
-    const auto result = ChildProcess::run(command);
+    const auto result = toolstest::runUnprivileged(SONACORE_HOST_PATH, {SONACORE_LIBRARY_SONAME_PATH},
+                                                   {"--discover", "--adapter", "lo", "--seconds", "1"});
     EXPECT_EQ(result.exitStatus, 1);
     EXPECT_TRUE(contains(result.output,
                          "Cannot capture on 'lo': run as root, or give this program the right to "

@@ -1,4 +1,5 @@
 #include "SignalGenerator.h"
+#include "FloatSineReference.h"
 #include "WavFile.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 
 using avtptalker::SignalGenerator;
 using avtptalker::WavFile;
+using toolstest::referenceFloatSine;
 
 namespace {
 
@@ -244,10 +246,75 @@ TEST(SignalGenerator, InvalidStepsAreExplained) {
               "last from one sample (1/48000 s) to 3600 seconds");
 }
 
+TEST(SignalGenerator, ValueOfASineIsItsFractionOfFullScaleBeforeRounding) {
+    const SignalGenerator sine = parsed("sine:997:0.9");
+    for (std::uint64_t n = 0; n < 4800; ++n) {
+        ASSERT_EQ(static_cast<float>(sine.valueAt(n)), referenceFloatSine(997, 0.9L, n)) << "sample " << n;
+    }
+    const SignalGenerator full = parsed("sine:1000:1");
+    EXPECT_EQ(full.valueAt(12), 1.0) << "full scale at a quarter period";
+    EXPECT_EQ(full.valueAt(36), -1.0);
+    // +0, not -0, at the zero that starts the negative half.
+    EXPECT_EQ(std::signbit(full.valueAt(24)), false);
+    EXPECT_EQ(full.valueAt(24), 0.0);
+}
+
+TEST(SignalGenerator, ValueOfStepsFollowsTheAmplitudeOfItsStep) {
+    const SignalGenerator steps = parsed("steps:1000:1:0.25:0.001");
+    for (std::uint64_t n = 0; n < 480; ++n) {
+        const long double amplitude = (n / 48) % 2 == 0 ? 1.0L : 0.25L;
+        ASSERT_EQ(static_cast<float>(steps.valueAt(n)), referenceFloatSine(1000, amplitude, n))
+            << "sample " << n;
+    }
+}
+
+TEST(SignalGenerator, ValueOfCounterAndWavIsTheSampleOverFullScale) {
+    const SignalGenerator counter = parsed("counter:65534");
+    EXPECT_EQ(counter.valueAt(0), -2.0 / 32768.0);
+    EXPECT_EQ(counter.valueAt(2), 0.0);
+    EXPECT_EQ(parsed("counter:32768").valueAt(0), -1.0);
+    EXPECT_EQ(parsed("counter:32767").valueAt(0), 32767.0 / 32768.0);
+    const std::string path = writeWav({-32768, 1000}, 1);
+    const SignalGenerator wav = parsed("wav:" + path);
+    std::remove(path.c_str());
+    EXPECT_EQ(wav.valueAt(0), -1.0);
+    EXPECT_EQ(wav.valueAt(1), 1000.0 / 32768.0);
+    EXPECT_EQ(parsed("silence").valueAt(5), 0.0);
+}
+
+TEST(SignalGenerator, ValueOfNoiseIsItsSampleBeforeRounding) {
+    const SignalGenerator full = parsed("noise:7:1");
+    const SignalGenerator half = parsed("noise:7:0.5");
+    for (std::uint64_t n = 0; n < 1000; ++n) {
+        ASSERT_EQ(full.valueAt(n), full.sampleAt(n) / 32768.0) << "sample " << n;
+        ASSERT_EQ(half.valueAt(n), full.sampleAt(n) * 0.5 / 32768.0) << "sample " << n;
+        ASSERT_EQ(std::lround(half.valueAt(n) * 32768.0), half.sampleAt(n)) << "sample " << n;
+    }
+}
+
+TEST(SignalGenerator, SpecialSignalsGiveNanAndInfinitiesAndNoIntegerSamples) {
+    const SignalGenerator nan = parsed("special:nan");
+    const SignalGenerator inf = parsed("special:inf");
+    const SignalGenerator minusInf = parsed("special:-inf");
+    const SignalGenerator cycle = parsed("special:cycle");
+    for (std::uint64_t n = 0; n < 8; ++n) {
+        EXPECT_TRUE(std::isnan(nan.valueAt(n)));
+        EXPECT_EQ(inf.valueAt(n), HUGE_VAL);
+        EXPECT_EQ(minusInf.valueAt(n), -HUGE_VAL);
+        EXPECT_EQ(nan.sampleAt(n), 0);
+    }
+    EXPECT_TRUE(std::isnan(cycle.valueAt(4)));
+    EXPECT_EQ(cycle.valueAt(5), HUGE_VAL);
+    EXPECT_EQ(cycle.valueAt(6), -HUGE_VAL);
+    EXPECT_EQ(cycle.valueAt(7), 0.5);
+    EXPECT_FALSE(cycle.hasIntegerSamples());
+    EXPECT_TRUE(parsed("sine:1000").hasIntegerSamples());
+}
+
 TEST(SignalGenerator, InvalidTextsAreExplained) {
     EXPECT_EQ(parseError("square:1000"),
               "invalid signal 'square:1000': the kind must be sine, noise, steps, silence, "
-              "counter or wav");
+              "counter, special or wav");
     EXPECT_EQ(parseError("sine"), "invalid signal 'sine': expected sine:FREQ[:AMP]");
     EXPECT_EQ(parseError("sine:abc"),
               "invalid signal 'sine:abc': the frequency must be a number of Hz from 0 to 24000");
@@ -257,6 +324,10 @@ TEST(SignalGenerator, InvalidTextsAreExplained) {
     EXPECT_EQ(parseError("silence:1"), "invalid signal 'silence:1': silence takes no parameters");
     EXPECT_EQ(parseError("counter:70000"),
               "invalid signal 'counter:70000': expected counter[:START] with START from 0 to 65535");
+    EXPECT_EQ(parseError("special:zero"), "invalid signal 'special:zero': expected special:nan, special:inf, "
+                                          "special:-inf or special:cycle");
+    EXPECT_EQ(parseError("special"), "invalid signal 'special': expected special:nan, special:inf, "
+                                     "special:-inf or special:cycle");
     EXPECT_EQ(parseError("wav:"), "signal 'wav:' needs a file: wav:PATH");
     EXPECT_EQ(parseError("wav:/nonexistent.wav"), "cannot open WAV file '/nonexistent.wav'");
 }

@@ -3,6 +3,7 @@
 #include "avb/AvtpFrame.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace avtptalker {
@@ -26,8 +27,21 @@ void put32(std::uint8_t* p, std::uint32_t value) {
     put16(p + 2, value & 0xffff);
 }
 
-std::uint8_t formatFor(unsigned sampleBits) {
-    return sampleBits == 32 ? formatInt32 : (sampleBits == 24 ? formatInt24 : formatInt16);
+// The format code of 32-bit floating-point samples, which the library's frame layout does not name.
+constexpr std::uint8_t talkerFormatFloat32 = 0x01;
+
+std::uint8_t formatFor(SampleFormat format) {
+    switch (format) {
+    case SampleFormat::Int16:
+        return formatInt16;
+    case SampleFormat::Int24:
+        return formatInt24;
+    case SampleFormat::Int32:
+        return formatInt32;
+    case SampleFormat::Float32:
+        break;
+    }
+    return talkerFormatFloat32;
 }
 
 // Writes the 16-bit signal value as a big-endian sample of `bytes` bytes, shifted up to fill them.
@@ -36,6 +50,14 @@ void putSample(std::uint8_t* p, std::int16_t value, unsigned bytes) {
     for (unsigned i = 0; i < bytes; ++i) {
         p[i] = static_cast<std::uint8_t>(widened >> (24 - 8 * i));
     }
+}
+
+// Writes the value as a big-endian IEEE 754 single, its bits as they are: NaN and the infinities included.
+void putFloat(std::uint8_t* p, double value) {
+    const float single = static_cast<float>(value);
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, &single, sizeof bits);
+    put32(p, bits);
 }
 
 } // namespace
@@ -157,10 +179,10 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
     // The AVTP timestamp is the low 32 bits of the presentation time in nanoseconds.
     put32(p + timestampOffset,
           static_cast<std::uint32_t>(timestampBaseNs + offsetNs(frame, samplesPerFrame)));
-    p[formatOffset] = formatFor(options.sampleBits);
+    p[formatOffset] = formatFor(options.sampleFormat);
     p[nominalRateOffset] = static_cast<std::uint8_t>((nominalRate48kHz << 4) | ((channels >> 8) & 0x03));
     p[channelsPerFrameOffset] = static_cast<std::uint8_t>(channels);
-    p[bitDepthOffset] = static_cast<std::uint8_t>(options.sampleBits);
+    p[bitDepthOffset] = static_cast<std::uint8_t>(options.sampleBits());
     const auto stated = options.dataLengthAt.find(frame);
     put16(p + streamDataLengthOffset,
           stated != options.dataLengthAt.end() ? stated->second : static_cast<std::uint32_t>(payloadLength));
@@ -169,9 +191,14 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
 
     std::uint8_t* sample = p + payloadOffset;
     const std::uint64_t first = frame * samplesPerFrame;
+    const bool floats = options.sampleFormat == SampleFormat::Float32;
     for (unsigned s = 0; s < samplesPerFrame; ++s) {
         for (unsigned c = 0; c < channels; ++c) {
-            putSample(sample, signals[c].sampleAt(first + s), sampleBytes);
+            if (floats) {
+                putFloat(sample, signals[c].valueAt(first + s));
+            } else {
+                putSample(sample, signals[c].sampleAt(first + s), sampleBytes);
+            }
             sample += sampleBytes;
         }
     }

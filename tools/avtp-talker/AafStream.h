@@ -33,9 +33,10 @@ struct OutgoingFrame {
 //  the low two bits, 32 channel count low 8 bits, 33 bit depth 16, 34 stream data length (2) =
 //  channels * samples per frame * 2, 36 sp=0 (normal timestamping) evt=0 (0x00), 37 reserved 0,
 //  38 samples, interleaved by channel: all channels of one instant, then the next instant.
-// With --sample-bits 24 or 32 the format is 0x03 (INT_24BIT) or 0x02 (INT_32BIT), the bit depth 24 or 32,
-// and each sample 3 or 4 bytes. With --vlan an 802.1Q tag (EtherType 0x8100, then priority, DEI 0 and
-// VLAN ID in two bytes) sits at 12, and everything above moves up by its 4 bytes.
+// With --format int24 or int32 the format is 0x03 (INT_24BIT) or 0x02 (INT_32BIT), the bit depth 24 or 32,
+// and each sample 3 or 4 bytes; with --format float32 the format is 0x01 (FLOAT_32BIT), the bit depth 32,
+// and each sample a 4-byte IEEE 754 single. With --vlan an 802.1Q tag (EtherType 0x8100, then priority,
+// DEI 0 and VLAN ID in two bytes) sits at 12, and everything above moves up by its 4 bytes.
 //
 // Slots are the deadlines of the pacing, one per stream frame index. Each slot sends its frame, except
 // that a swap at K sends frame K + 1 in slot K and frame K in slot K + 1, and faults add or remove frames

@@ -5,14 +5,17 @@
 
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace avtptalker {
 
-// Deterministic source of the 16-bit samples of one channel of the talker's stream.
+// Deterministic source of the samples of one channel of the talker's stream: 16-bit values for the integer
+// formats (`sampleAt`), and the value as a fraction of full scale for the float format (`valueAt`).
 //
 // Every signal is a pure function of the sample index n, counted in samples of one channel from the
 // start of the stream: the stream frame with index i (0 for the first frame generated, whether it is
@@ -37,12 +40,24 @@ namespace avtptalker {
 //   visible.
 // - "wav:PATH": a 16-bit PCM WAV file (see WavFile). Talker channel c plays file channel
 //   c modulo the file's channel count, from the file's first sample on, and the file loops at its end.
+// - "special:WHICH": values no integer sample has, for the float format only (`hasIntegerSamples` is
+//   false and `sampleAt` gives 0): WHICH is nan (a quiet NaN), inf (+infinity), -inf (-infinity), or cycle,
+//   which plays NaN, +infinity, -infinity and 0.5 in turn (n modulo 4).
+//
+// `valueAt(n)`, the value of the float format, is the same signal before its rounding to 16 bits: for sine
+// and steps AMP * sin(2 pi * fmod(FREQ * n, 48000) / 48000), within [-AMP, AMP], exactly 0 (never -0) and
+// AMP at its zeros and peaks; for noise r * AMP / 32768;
+// for counter and wav the 16-bit value / 32768; 0 for silence. Every value lies in [-1, 1] but those of
+// special.
 //
 // Without a signal text, channel c plays "sine:F:0.5" with F = 1000 * (1 + c % 16) Hz (`defaultFor`).
 class SignalGenerator {
 public:
     // The nominal sample rate every signal is computed for, in Hz.
     static constexpr double sampleRate = 48000.0;
+
+    // The values of the special signal; Cycle plays the other three and 0.5 in turn.
+    enum class SpecialValue { Nan, PlusInfinity, MinusInfinity, Cycle };
 
     static SignalGenerator silence() { return SignalGenerator(Kind::Silence, "silence"); }
 
@@ -77,6 +92,15 @@ public:
         generator.sampleTable = std::move(interleaved);
         generator.fileChannels = fileChannels == 0 ? 1 : fileChannels;
         generator.fileChannel = fileChannel % generator.fileChannels;
+        return generator;
+    }
+
+    // A signal of values no integer sample has (see the class comment).
+    static SignalGenerator special(SpecialValue which) {
+        static const char* const names[] = {"NaN", "+infinity", "-infinity",
+                                            "NaN, +infinity, -infinity, 0.5"};
+        SignalGenerator generator(Kind::Special, std::string("special ") + names[static_cast<int>(which)]);
+        generator.specialValue = which;
         return generator;
     }
 
@@ -120,8 +144,10 @@ public:
             out = silence();
         } else if (signalKind == "counter") {
             why = parseCounter(fields, out);
+        } else if (signalKind == "special") {
+            why = parseSpecial(fields, out);
         } else {
-            why = "the kind must be sine, noise, steps, silence, counter or wav";
+            why = "the kind must be sine, noise, steps, silence, counter, special or wav";
         }
         if (!why.empty()) {
             error = "invalid signal '" + text + "': " + why;
@@ -134,6 +160,7 @@ public:
     std::int16_t sampleAt(std::uint64_t n) const {
         switch (signalKind) {
         case Kind::Silence:
+        case Kind::Special:
             return 0;
         case Kind::Sine:
             return sineSample(amplitude, n);
@@ -142,8 +169,7 @@ public:
             return sineSample(level, n);
         }
         case Kind::Noise: {
-            const auto r = static_cast<std::int16_t>(static_cast<std::uint16_t>(mix(key + n) >> 48));
-            return clamp(std::lround(static_cast<double>(r) * amplitude));
+            return clamp(std::lround(static_cast<double>(noiseValue(n)) * amplitude));
         }
         case Kind::Counter:
             return static_cast<std::int16_t>(static_cast<std::uint16_t>(key + n));
@@ -158,13 +184,36 @@ public:
         return 0;
     }
 
+    // The value at index `n` as a fraction of full scale, before any rounding to 16 bits (see the class
+    // comment).
+    double valueAt(std::uint64_t n) const {
+        switch (signalKind) {
+        case Kind::Sine:
+            return sineValue(amplitude, n);
+        case Kind::Steps:
+            return sineValue((n / stepSamples) % 2 == 0 ? amplitude : secondAmplitude, n);
+        case Kind::Noise:
+            return static_cast<double>(noiseValue(n)) * amplitude / 32768.0;
+        case Kind::Special:
+            return specialAt(n);
+        case Kind::Silence:
+        case Kind::Counter:
+        case Kind::Samples:
+            break;
+        }
+        return static_cast<double>(sampleAt(n)) / 32768.0;
+    }
+
+    // False for the signals that only the float format can carry.
+    bool hasIntegerSamples() const { return signalKind != Kind::Special; }
+
     // A short human-readable description, for the talker's start-up line.
     const std::string& description() const { return descriptionText; }
 
     SignalGenerator() : SignalGenerator(Kind::Silence, "silence") {}
 
 private:
-    enum class Kind { Silence, Sine, Steps, Noise, Counter, Samples };
+    enum class Kind { Silence, Sine, Steps, Noise, Counter, Samples, Special };
 
     static constexpr double twoPi = 6.283185307179586476925286766559;
 
@@ -276,6 +325,20 @@ private:
         return {};
     }
 
+    static std::string parseSpecial(const std::vector<std::string>& fields, SignalGenerator& out) {
+        static const std::pair<const char*, SpecialValue> names[] = {{"nan", SpecialValue::Nan},
+                                                                     {"inf", SpecialValue::PlusInfinity},
+                                                                     {"-inf", SpecialValue::MinusInfinity},
+                                                                     {"cycle", SpecialValue::Cycle}};
+        for (const auto& [name, which] : names) {
+            if (fields.size() == 1 && fields[0] == name) {
+                out = special(which);
+                return {};
+            }
+        }
+        return "expected special:nan, special:inf, special:-inf or special:cycle";
+    }
+
     static std::string parseCounter(const std::vector<std::string>& fields, SignalGenerator& out) {
         std::uint64_t start = 0;
         if (fields.size() > 1 ||
@@ -291,6 +354,44 @@ private:
     std::int16_t sineSample(double level, std::uint64_t n) const {
         const double cycles = std::fmod(frequencyHz * static_cast<double>(n), sampleRate) / sampleRate;
         return clamp(std::lround(level * 32767.0 * std::sin(twoPi * cycles)));
+    }
+
+    // The phase is folded into the first quarter of the cycle by subtractions that are exact, so that the
+    // sine's zeros and peaks come out as exactly 0 and AMP, as the unrounded signal has them; sin(pi) of the
+    // nearest double to pi would give 1.2e-16 instead of 0.
+    double sineValue(double level, std::uint64_t n) const {
+        double cycles = std::fmod(frequencyHz * static_cast<double>(n), sampleRate) / sampleRate;
+        const bool negative = cycles >= 0.5;
+        if (negative) {
+            cycles -= 0.5;
+        }
+        if (cycles > 0.25) {
+            cycles = 0.5 - cycles;
+        }
+        const double value = level * std::sin(twoPi * cycles);
+        // Adding zero makes the zero of the negative half +0, as every other zero is.
+        return (negative ? -value : value) + 0.0;
+    }
+
+    // The noise's uniform value r from -32768 to 32767, before its amplitude.
+    std::int16_t noiseValue(std::uint64_t n) const {
+        return static_cast<std::int16_t>(static_cast<std::uint16_t>(mix(key + n) >> 48));
+    }
+
+    double specialAt(std::uint64_t n) const {
+        const SpecialValue which =
+            specialValue == SpecialValue::Cycle ? static_cast<SpecialValue>(n % 4) : specialValue;
+        switch (which) {
+        case SpecialValue::Nan:
+            return std::numeric_limits<double>::quiet_NaN();
+        case SpecialValue::PlusInfinity:
+            return std::numeric_limits<double>::infinity();
+        case SpecialValue::MinusInfinity:
+            return -std::numeric_limits<double>::infinity();
+        case SpecialValue::Cycle:
+            break;
+        }
+        return 0.5;
     }
 
     static std::int16_t clamp(long value) {
@@ -321,6 +422,7 @@ private:
     std::shared_ptr<const std::vector<std::int16_t>> sampleTable;
     unsigned fileChannels = 1;
     unsigned fileChannel = 0;
+    SpecialValue specialValue = SpecialValue::Nan;
 };
 
 } // namespace avtptalker

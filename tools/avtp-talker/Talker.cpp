@@ -38,10 +38,11 @@ std::string macText(const MacAddress& mac) {
     return text;
 }
 
-// Samples are written as the signed values of their full width, so a 32-bit sample shows the 16-bit signal
-// value times 65536.
+// Integer samples are written as the signed values of their full width, so a 32-bit sample shows the 16-bit
+// signal value times 65536; float samples with the 9 significant digits that give back the same float, and
+// as nan, inf and -inf.
 void writeDumpLine(std::ofstream& dump, const OutgoingFrame& frame, std::size_t headerLength,
-                   unsigned sampleBytes) {
+                   unsigned sampleBytes, bool floats) {
     const std::vector<std::uint8_t>& bytes = frame.bytes;
     const std::size_t sequenceOffset =
         headerLength - AafStream::headerBytes + avb::avtp::sequenceNumberOffset;
@@ -52,6 +53,14 @@ void writeDumpLine(std::ofstream& dump, const OutgoingFrame& frame, std::size_t 
         std::uint32_t value = 0;
         for (unsigned b = 0; b < sampleBytes; ++b) {
             value = (value << 8) | bytes[i + b];
+        }
+        if (floats) {
+            float single = 0.0f;
+            std::memcpy(&single, &value, sizeof single);
+            char text[32];
+            std::snprintf(text, sizeof text, "%.9g", static_cast<double>(single));
+            dump << ' ' << text;
+            continue;
         }
         // Sign-extend from the sample's width.
         const unsigned unused = 32 - 8 * sampleBytes;
@@ -76,6 +85,10 @@ bool Talker::resolveSignals(const TalkerOptions& options, std::vector<SignalGene
         }
         SignalGenerator generator;
         if (!SignalGenerator::parse(text, channel, generator, error)) {
+            return false;
+        }
+        if (!generator.hasIntegerSamples() && options.sampleFormat != SampleFormat::Float32) {
+            error = "invalid signal '" + text + "': NaN and infinities need --format float32";
             return false;
         }
         signals.push_back(generator);
@@ -151,8 +164,10 @@ bool waitUntil(std::uint64_t deadlineNs, const volatile std::sig_atomic_t& stopR
 
 // Sends the frames of one slot, dumping each one sent.
 void sendFrames(PacketSocket& socket, const std::vector<OutgoingFrame>& frames, std::size_t count,
-                const AafStream& stream, unsigned sampleBytes, std::ofstream& dump, SendCounters& counters,
-                std::string& error) {
+                const AafStream& stream, const TalkerOptions& options, std::ofstream& dump,
+                SendCounters& counters, std::string& error) {
+    const unsigned sampleBytes = options.sampleBytes();
+    const bool floats = options.sampleFormat == SampleFormat::Float32;
     for (std::size_t i = 0; i < count; ++i) {
         if (!socket.send(frames[i].bytes.data(), frames[i].bytes.size(), error)) {
             counters.failed = true;
@@ -163,7 +178,7 @@ void sendFrames(PacketSocket& socket, const std::vector<OutgoingFrame>& frames, 
         }
         ++counters.framesSent;
         if (dump.is_open()) {
-            writeDumpLine(dump, frames[i], stream.headerLength(), sampleBytes);
+            writeDumpLine(dump, frames[i], stream.headerLength(), sampleBytes, floats);
         }
     }
 }
@@ -212,7 +227,7 @@ SendCounters sendStream(const TalkerOptions& options, PacketSocket& socket, AafS
         if (!options.fast && !waitUntil(deadlineNs, stopRequested)) {
             break;
         }
-        sendFrames(socket, frames, count, stream, options.sampleBytes(), dump, counters, error);
+        sendFrames(socket, frames, count, stream, options, dump, counters, error);
         if (counters.failed) {
             break;
         }

@@ -152,14 +152,31 @@ void addFormatOptions(OptionTable& table, TalkerOptions& options) {
     table["--samples-per-frame"] = {
         "a sample count from 1 to 65535",
         number(1, 65535, [&options](std::uint64_t v) { options.samplesPerFrame = unsigned(v); })};
-    table["--sample-bits"] = {"a sample width of 16, 24 or 32 bits", [&options](const std::string& v) {
-                                  const std::uint64_t bits = parseNumber(v, 0, 32).value_or(0);
-                                  if (bits != 16 && bits != 24 && bits != 32) {
-                                      return false;
-                                  }
-                                  options.sampleBits = unsigned(bits);
-                                  return true;
-                              }};
+    // Both set the one sample format; the later of the two on the command line holds.
+    table["--sample-bits"] = {
+        "a sample width of 16, 24 or 32 bits", [&options](const std::string& v) {
+            static const std::map<std::uint64_t, SampleFormat> widths{
+                {16, SampleFormat::Int16}, {24, SampleFormat::Int24}, {32, SampleFormat::Int32}};
+            const auto width = widths.find(parseNumber(v, 0, 32).value_or(0));
+            if (width == widths.end()) {
+                return false;
+            }
+            options.sampleFormat = width->second;
+            return true;
+        }};
+    table["--format"] = {
+        "a sample format of int16, int24, int32 or float32", [&options](const std::string& v) {
+            static const std::map<std::string, SampleFormat> formats{{"int16", SampleFormat::Int16},
+                                                                     {"int24", SampleFormat::Int24},
+                                                                     {"int32", SampleFormat::Int32},
+                                                                     {"float32", SampleFormat::Float32}};
+            const auto format = formats.find(v);
+            if (format == formats.end()) {
+                return false;
+            }
+            options.sampleFormat = format->second;
+            return true;
+        }};
     table["--first-sequence"] = {
         "a sequence number from 0 to 255",
         number(0, 255, [&options](std::uint64_t v) { options.firstSequenceNumber = std::uint8_t(v); })};
@@ -343,6 +360,19 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
     return true;
 }
 
+unsigned TalkerOptions::sampleBits() const {
+    switch (sampleFormat) {
+    case SampleFormat::Int16:
+        return 16;
+    case SampleFormat::Int24:
+        return 24;
+    case SampleFormat::Int32:
+    case SampleFormat::Float32:
+        break;
+    }
+    return 32;
+}
+
 unsigned TalkerOptions::maximumChannels() const {
     unsigned maximum = channels;
     for (const auto& [frame, count] : channelsAt) {
@@ -354,9 +384,9 @@ unsigned TalkerOptions::maximumChannels() const {
 std::string TalkerOptions::usage() {
     return R"(Usage: sonacore-avtp-talker --interface NAME [options]
 
-Sends an IEEE 1722 AAF stream (subtype 2, big-endian samples of 16 bits unless told otherwise,
-interleaved by channel, nominal 48 kHz, EtherType 0x22f0, no VLAN tag unless told) through a raw packet
-socket. Needs CAP_NET_RAW.
+Sends an IEEE 1722 AAF stream (subtype 2, big-endian 16-bit samples unless told otherwise, interleaved
+by channel, nominal 48 kHz, EtherType 0x22f0, no VLAN tag unless told) through a raw packet socket.
+Needs CAP_NET_RAW.
 
 Stream:
   -i, --interface NAME          interface to send on (required)
@@ -365,9 +395,11 @@ Stream:
       --stream-id ID            16 hex digits (default: source address followed by 0001)
   -c, --channels N              channels per frame, 1 to 1023 (default 2)
   -s, --samples-per-frame N     samples per channel per frame (default 6: 8000 frames/s)
-      --sample-bits N           16, 24 or 32 bits per sample, formats INT_16BIT, INT_24BIT and
-                                INT_32BIT (default 16); wider samples carry the 16-bit signal
-                                shifted up to fill the width
+      --format F                int16, int24, int32 (formats INT_16BIT, INT_24BIT, INT_32BIT) or
+                                float32 (FLOAT_32BIT) (default int16); wider integers carry the
+                                16-bit signal shifted up to fill the width, float32 the signal's
+                                value as a fraction of full scale, before its rounding to 16 bits
+      --sample-bits N           16, 24 or 32: the same as --format int16, int24 or int32
       --vlan ID[:PRIORITY]      tag every frame for VLAN ID (0 to 4094) with priority 0 to 7
                                 (default 3) in an IEEE 802.1Q tag (default: no tag)
       --signal SIGNAL           signal of every channel without its own
@@ -381,6 +413,8 @@ Signals (each a pure function of the sample index; see SignalGenerator.h):
   silence           zeros
   counter[:START]   START, START+1, ... modulo 65536
   wav:PATH          16-bit PCM WAV file, looped; channel c plays file channel c modulo its channels
+  special:WHICH     float32 only: nan, inf or -inf on every sample, or cycle: NaN, +inf, -inf
+                    and 0.5 in turn
   Default for channel c: sine:1000*(1+c%16):0.5
 
 Timing:

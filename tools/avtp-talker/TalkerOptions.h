@@ -14,6 +14,9 @@ namespace avtptalker {
 
 using MacAddress = commandline::MacAddress;
 
+// How every sample is written on the wire.
+enum class SampleFormat { Int16, Int24, Int32, Float32 };
+
 // Everything the command line of sonacore-avtp-talker says, checked for consistency.
 //
 // Frame indices (the K of the fault options) count stream frames from 0: frame K is the K-th frame the
@@ -34,10 +37,12 @@ public:
     unsigned channels = 2;
     // Samples per channel per frame, at least 1; 6 gives 8000 frames per second at 48 kHz.
     unsigned samplesPerFrame = 6;
-    // Width of every sample on the wire: 16 (format INT_16BIT), 24 (INT_24BIT) or 32 (INT_32BIT) bits. A
-    // wider sample carries the 16-bit signal value shifted up to fill its width, so full scale stays full
-    // scale.
-    unsigned sampleBits = 16;
+    // Format of every sample on the wire (--format, or --sample-bits for the integer formats). INT_16BIT,
+    // INT_24BIT and INT_32BIT are big-endian two's complement of 16, 24 or 32 bits: a wider sample carries
+    // the 16-bit signal value (SignalGenerator::sampleAt) shifted up to fill its width, so full scale stays
+    // full scale. FLOAT_32BIT is a big-endian IEEE 754 single of the signal's value as a fraction of full
+    // scale (SignalGenerator::valueAt).
+    SampleFormat sampleFormat = SampleFormat::Int16;
     // VLAN ID, 0 to 4094, of an IEEE 802.1Q tag between the source address and the EtherType; empty for
     // untagged frames.
     std::optional<unsigned> vlanId;
@@ -90,8 +95,11 @@ public:
     // Highest channel count any frame of the stream can have.
     unsigned maximumChannels() const;
 
-    // Bytes of one sample on the wire: sampleBits / 8.
-    unsigned sampleBytes() const { return sampleBits / 8; }
+    // Bits of one sample on the wire: 16, 24 or 32; 32 for FLOAT_32BIT.
+    unsigned sampleBits() const;
+
+    // Bytes of one sample on the wire: sampleBits() / 8.
+    unsigned sampleBytes() const { return sampleBits() / 8; }
 };
 
 } // namespace avtptalker

@@ -5,6 +5,8 @@
 #include "sonacore/ISonaCore.h"
 #include "version/LibraryVersion.h"
 
+#include <QCoreApplication>
+
 #include <cstdint>
 #include <iostream>
 #include <string>
@@ -31,7 +33,10 @@ std::string lookupError(sonacore::INetworkDeviceManager& manager, std::uint64_t 
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    // A host is a Qt program of its own: including Qt's headers needs every compiler flag Qt asks for, which
+    // the package has to pass on.
+    QCoreApplication application(argc, argv);
     check(ISonaCore::createInstance() == ISonaCore::createInstance(), "one core for every createInstance");
 
     const sonacore::IVersionInfo* version = ISonaCore::getVersion();
