@@ -31,6 +31,10 @@ public:
 
     // Starts receiving the configured stream on its adapter (not yet capturing) and returns the adapter's
     // receiver handle, the same for every stream on that adapter. The first stream on an adapter opens it.
+    // The first stream on an adapter that accepts VLAN-tagged frames widens the adapter's capture filter to
+    // "ether proto 0x22f0 or (vlan and ether proto 0x22f0)"; a capture already running on it stops, waits
+    // for its loop (about a millisecond) and starts again around the change, with the usual "Stop
+    // listening" and "Start listening" messages.
     // Throws, after a warning, and adds no stream:
     // - exceptions::InstanceNotCreateable when the adapter cannot be opened (no receiver is kept, and a later
     //   call tries again), or when the device configuration has 0 or more than 1023 channels, a sample size

@@ -256,6 +256,35 @@ TEST_F(EndToEndLive, ExternalClockDeliversEverySampleOnceInOrderAsTheRightFloat)
     }
 }
 
+TEST_F(EndToEndLive, TaggedThirtyTwoBitStreamReachesTheCallbackAsTheRightFloat) {
+    constexpr std::uint64_t amount = 480;
+    constexpr std::uint64_t frames = 4000;
+    auto* buffer = sonacore::IBufferConfiguration::createInstance("e2e buffer", 48000, amount);
+    auto* device = sonacore::IDeviceConfiguration::createInstance("e2e device", *buffer,
+                                                                  sonacore::SampleFormat::Int32, 2, 6);
+    auto* stream =
+        sonacore::IStreamConfiguration::createInstance("e2e stream", "00a0c9112209", *adapter, *device, true);
+    receiver = core->addRemoteStreamReceiver(*stream);
+    ASSERT_NE(receiver, nullptr);
+    streamKey = "00a0c9112209";
+    startTwoWaveforms(amount);
+    auto arguments = twoChannelCounters(frames);
+    arguments.insert(arguments.end(), {"--format", "int32", "--vlan", "2:3"});
+    talk(arguments);
+    // The talker's 16-bit counter fills the top half of each 32-bit sample: value * 65536 / 2^31.
+    expectEverySampleOnce(amount, frames, 10000ms);
+    const auto filterWidened = [&] {
+        for (const auto& message : messages) {
+            if (message->getMessageText() ==
+                "Filter 'ether proto 0x22f0 or (vlan and ether proto 0x22f0)' enabled") {
+                return true;
+            }
+        }
+        return false;
+    };
+    EXPECT_TRUE(filterWidened());
+}
+
 TEST_F(EndToEndLive, SixtySecondsAtRealRateReachTheCallbackExactlyOnceWithBlocksOf48) {
     constexpr std::uint64_t amount = 48;
     constexpr std::uint64_t frames = 480000;
