@@ -1,6 +1,7 @@
 #pragma once
 
 #include "avb/AvtpFrame.h"
+#include "sonacore/DeviceConfiguration.h"
 #include "sonacore/SampleFormat.h"
 
 #include <cmath>
@@ -66,22 +67,16 @@ inline std::uint8_t formatCodeOf(sonacore::SampleFormat format) {
 // A format code as a host names it: the sample format's name for the four that are analysed ("Int32"),
 // otherwise what the code means ("AES3", "user-specified", "reserved code 9").
 inline std::string formatCodeName(std::uint8_t code) {
-    switch (code) {
-    case avtp::formatFloat32:
-        return "Float32";
-    case avtp::formatInt32:
-        return "Int32";
-    case avtp::formatInt24:
-        return "Int24";
-    case avtp::formatInt16:
-        return "Int16";
-    case avtp::formatAes3:
-        return "AES3";
-    case avtp::formatUserSpecified:
-        return "user-specified";
-    default:
-        return "reserved code " + std::to_string(code);
+    for (const auto format : {sonacore::SampleFormat::Int16, sonacore::SampleFormat::Int24,
+                              sonacore::SampleFormat::Int32, sonacore::SampleFormat::Float32}) {
+        if (code == formatCodeOf(format)) {
+            return sonacore::DeviceConfiguration::sampleFormatName(format);
+        }
     }
+    if (code == avtp::formatAes3) {
+        return "AES3";
+    }
+    return code == avtp::formatUserSpecified ? "user-specified" : "reserved code " + std::to_string(code);
 }
 
 } // namespace aaf

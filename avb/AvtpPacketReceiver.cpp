@@ -308,10 +308,6 @@ void writeInterleaved(const std::uint8_t* payload,
     }
 }
 
-std::string formatName(sonacore::SampleFormat format) {
-    return sonacore::DeviceConfiguration::sampleFormatName(format);
-}
-
 } // namespace
 
 void AvtpPacketReceiver::writeStatedFormat(const std::uint8_t* payload,
@@ -356,8 +352,8 @@ bool AvtpPacketReceiver::isFormatAccepted(const FrameView& view, const std::stri
     if (ingest.refusedFormatCode != stated) {
         ingest.refusedFormatCode = stated;
         warnDevice(deviceKey, "Device " + deviceKey + " is configured for " +
-                                  formatName(ingest.sampleFormat) + " samples, but its frames state " +
-                                  aaf::formatCodeName(stated) +
+                                  sonacore::DeviceConfiguration::sampleFormatName(ingest.sampleFormat) +
+                                  " samples, but its frames state " + aaf::formatCodeName(stated) +
                                   " samples, so their audio is refused until the two agree: configure the "
                                   "device with the format its talker sends.");
     }

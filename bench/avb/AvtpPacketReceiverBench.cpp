@@ -52,6 +52,15 @@ std::vector<std::uint8_t> aafFrame(int channels, int samplesPerChannel,
     return frame;
 }
 
+// Frames per second, and nanoseconds per sample of `samplesPerFrame` samples (all channels) per frame.
+void reportRates(benchmark::State& state, int samplesPerFrame) {
+    state.counters["frames/s"] =
+        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["ns/sample"] =
+        benchmark::Counter(static_cast<double>(state.iterations()) * samplesPerFrame,
+                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
+
 void packetEntry(benchmark::State& state) {
     qInstallMessageHandler(quiet);
     const int channels = static_cast<int>(state.range(0));
@@ -74,11 +83,7 @@ void packetEntry(benchmark::State& state) {
     if (receiver.getMissedPackets() != 0) {
         state.SkipWithError("frames were refused");
     }
-    state.counters["frames/s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-    state.counters["ns/sample"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * channels * samplesPerChannel,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    reportRates(state, channels * samplesPerChannel);
     qInstallMessageHandler(nullptr);
 }
 
@@ -136,11 +141,7 @@ void packetEntryForm(benchmark::State& state) {
         receiver.getAudioBuffer("00a0c9112233", 0)->getWritePosition() == 0) {
         state.SkipWithError("frames were refused");
     }
-    state.counters["frames/s"] =
-        benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
-    state.counters["ns/sample"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * channels * samplesPerChannel,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    reportRates(state, channels * samplesPerChannel);
     qInstallMessageHandler(nullptr);
 }
 

@@ -1,4 +1,5 @@
 #include "avb/AvtpPacketReceiver.h"
+#include "avb/PacketDelivery.h"
 #include "sonacore/StatusMessage.h"
 #include "support/AvtpFrameBuilder.h"
 #include "support/LogCapture.h"
@@ -16,16 +17,11 @@
 
 namespace {
 
+using avbtest::deliver;
+
 constexpr const char* deviceKey = "00a0c9112233";
 const std::string receiverText = "\"AvtpPacketReceiver (unbound)\"";
 constexpr int samplesPerChannel = 6;
-
-void deliver(avb::AvtpPacketReceiver& receiver, const std::vector<std::uint8_t>& frame) {
-    pcap_pkthdr header{};
-    header.len = static_cast<bpf_u_int32>(frame.size());
-    header.caplen = header.len;
-    receiver.receivePacket(nullptr, &header, frame.data());
-}
 
 // `bytes` big-endian bytes of a two's-complement value.
 void appendBigEndian(std::vector<std::uint8_t>& out, std::int64_t value, int bytes) {
@@ -342,15 +338,8 @@ TEST(AvtpSampleFormat, StatedFormatSamplesAreNeverReadPastTheCapturedFrame) {
                               .withFormat(code, 32)
                               .withPayload(std::vector<std::uint8_t>(2 * samplesPerChannel * bytes, 0x11))
                               .build();
-        // Every length short of the whole frame, each in a buffer of exactly that size, so that a read past
-        // it is an error under the address sanitizer.
         for (std::size_t length = 0; length < full.size(); ++length) {
-            auto exact = std::make_unique<std::uint8_t[]>(length == 0 ? 1 : length);
-            std::copy(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length), exact.get());
-            pcap_pkthdr header{};
-            header.len = static_cast<bpf_u_int32>(full.size());
-            header.caplen = static_cast<bpf_u_int32>(length);
-            device.receiver.receivePacket(nullptr, &header, exact.get());
+            avbtest::deliverTruncated(device.receiver, full, length);
         }
         EXPECT_EQ(device.written(0), 0U);
         // The truncated frames all carried sequence number 0; the whole frame follows them in order.

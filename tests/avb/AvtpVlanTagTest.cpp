@@ -1,4 +1,5 @@
 #include "avb/AvtpPacketReceiver.h"
+#include "avb/PacketDelivery.h"
 #include "support/AvtpFrameBuilder.h"
 #include "support/LogCapture.h"
 
@@ -10,15 +11,10 @@
 
 namespace {
 
+using avbtest::deliver;
+
 constexpr const char* deviceKey = "00a0c9112233";
 const std::string receiverText = "\"AvtpPacketReceiver (unbound)\"";
-
-void deliver(avb::AvtpPacketReceiver& receiver, const std::vector<std::uint8_t>& frame) {
-    pcap_pkthdr header{};
-    header.len = static_cast<bpf_u_int32>(frame.size());
-    header.caplen = header.len;
-    receiver.receivePacket(nullptr, &header, frame.data());
-}
 
 std::vector<std::int16_t> interleaved(int base) {
     std::vector<std::int16_t> samples;
@@ -118,15 +114,8 @@ TEST_P(TaggedFrameFormsOtherThanSubtype, AreIgnoredByADeviceThatDoesNotAcceptThe
 TEST_P(TaggedFrameForms, AreNeverReadPastTheCapturedBytesAtAnyLength) {
     add(true);
     const auto full = tagged(frame(0), GetParam()).build();
-    // Each length short of the whole frame, in a buffer of exactly that size, so that a read past it is an
-    // error under the address sanitizer.
     for (std::size_t length = 0; length < full.size(); ++length) {
-        auto exact = std::make_unique<std::uint8_t[]>(length == 0 ? 1 : length);
-        std::copy(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(length), exact.get());
-        pcap_pkthdr header{};
-        header.len = static_cast<bpf_u_int32>(full.size());
-        header.caplen = static_cast<bpf_u_int32>(length);
-        receiver.receivePacket(nullptr, &header, exact.get());
+        avbtest::deliverTruncated(receiver, full, length);
         EXPECT_EQ(written(), 0U) << "captured length " << length;
     }
     deliver(receiver, tagged(frame(1), GetParam()).build());
