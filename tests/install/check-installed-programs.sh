@@ -1,9 +1,12 @@
 #!/usr/bin/env bash
 # Installs the built tree into a fresh prefix and starts the installed programs with no library path set:
-# each must find the library installed beside it, not the one in the build tree.
+# each must find the library installed beside it, not the one in the build tree. Their run path must be the
+# one given: the library folder relative to the program, then the configured library folder, which is what a
+# program given capabilities (setcap) uses, since the loader ignores relative entries for it.
 set -euo pipefail
 build=$1
 work=$2
+runpath=$3
 
 rm -rf "$work"
 mkdir -p "$work"
@@ -33,4 +36,13 @@ for program in sonacore-host sonacore-avtp-talker; do
         exit 1
     fi
     echo "ok   the installed $program --help exits with 0"
+done
+
+for program in sonacore-host sonacore-avtp-talker; do
+    found=$(readelf -d "$prefix/bin/$program" | sed -n 's/.*Library runpath: \[\(.*\)\]/\1/p')
+    if [ "$found" != "$runpath" ]; then
+        echo "FAIL the installed $program has the run path '$found' instead of '$runpath'"
+        exit 1
+    fi
+    echo "ok   the installed $program has the run path $runpath"
 done

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 using testsupport::ChildProcess;
@@ -139,19 +140,67 @@ TEST(AvtpTalkerCommandLine, SampleBitsAfterTheFloatFormatLeavesNoRoomForSpecialV
                              "--format float32; see --help.\n");
 }
 
-class AvtpTalkerVlanCommandLine : public ::testing::TestWithParam<const char*> {};
+TEST(AvtpTalkerCommandLine, HelpDescribesTheTagOptions) {
+    const auto result = runTalker({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_NE(
+        result.output.find("      --vlan-tpid T             8100 or 88a8: the tag protocol identifier of "
+                           "the --vlan tag\n"
+                           "                                (default 8100)\n"
+                           "      --outer-vlan ID[:PRIORITY]\n"
+                           "                                an outer tag (0x88a8) for VLAN ID with "
+                           "priority 0 to 7 (default 3)\n"
+                           "                                in front of the --vlan tag, as in QinQ "
+                           "(default: none)\n"),
+        std::string::npos)
+        << result.output;
+}
+
+class AvtpTalkerVlanCommandLine : public ::testing::TestWithParam<std::tuple<const char*, const char*>> {};
 
 TEST_P(AvtpTalkerVlanCommandLine, VlanIdAbove4094OrPriorityAbove7IsRefused) {
-    const auto result = runTalker({"-i", "lo", "--vlan", GetParam()});
+    const std::string option = std::get<0>(GetParam());
+    const std::string value = std::get<1>(GetParam());
+    const auto result = runTalker({"-i", "lo", "--vlan", "2", option, value});
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_EQ(result.output,
-              std::string("sonacore-avtp-talker: option --vlan needs a VLAN ID from 0 to 4094, "
-                          "optionally followed by :PRIORITY from 0 to 7, not '") +
-                  GetParam() + "'; see --help.\n");
+              "sonacore-avtp-talker: option " + option +
+                  " needs a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7, "
+                  "not '" +
+                  value + "'; see --help.\n");
 }
 
 INSTANTIATE_TEST_SUITE_P(Values, AvtpTalkerVlanCommandLine,
-                         ::testing::Values("4095", "2:8", "4095:3", "two", "2:", ":3", "-1"));
+                         ::testing::Combine(::testing::Values("--vlan", "--outer-vlan"),
+                                            ::testing::Values("4095", "2:8", "4095:3", "two", "2:", ":3",
+                                                              "-1")));
+
+class AvtpTalkerVlanTpidCommandLine : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(AvtpTalkerVlanTpidCommandLine, TagProtocolOtherThan8100Or88a8IsRefused) {
+    const auto result = runTalker({"-i", "lo", "--vlan", "2", "--vlan-tpid", GetParam()});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output, std::string("sonacore-avtp-talker: option --vlan-tpid needs a tag protocol "
+                                         "identifier of 8100 or 88a8, not '") +
+                                 GetParam() + "'; see --help.\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Values, AvtpTalkerVlanTpidCommandLine,
+                         ::testing::Values("9100", "0x9100", "33024", "88a", "", "0x"));
+
+TEST(AvtpTalkerCommandLine, OuterVlanNeedsTheTagBehindIt) {
+    const auto result = runTalker({"-i", "lo", "--outer-vlan", "100"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: option --outer-vlan needs --vlan, the tag behind it; see --help.\n");
+}
+
+TEST(AvtpTalkerCommandLine, VlanTpidNeedsTheTagItNames) {
+    const auto result = runTalker({"-i", "lo", "--vlan-tpid", "88a8"});
+    EXPECT_EQ(result.exitStatus, 2);
+    EXPECT_EQ(result.output,
+              "sonacore-avtp-talker: option --vlan-tpid needs --vlan, the tag it names; see --help.\n");
+}
 
 TEST(AvtpTalkerCommandLine, InvalidSignalIsExplained) {
     const auto result = runTalker({"-i", "lo", "--signal", "sine:99999"});

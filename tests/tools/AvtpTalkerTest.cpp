@@ -772,6 +772,85 @@ TEST_F(AvtpTalkerLiveTest, StrayCopiesOfATaggedFrameChangeTheFieldsBehindTheTag)
     EXPECT_EQ(restored, frames[3].bytes);
 }
 
+TEST_F(AvtpTalkerLiveTest, VlanTpidOptionWritesAnIeee8021adTag) {
+    const auto signals = generators(2);
+    const auto frames = sendAndCapture({"--vlan", "2:5", "--vlan-tpid", "88a8", "--count", "2"},
+                                       "vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 2u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const CapturedFrame& frame = frames[i];
+        ASSERT_EQ(frame.wireLength, tagLength + payloadOffset + 2 * 2 * 6);
+        EXPECT_EQ(be16(frame, 12), 0x88a8u);
+        EXPECT_EQ(be16(frame, 14), 0xa002u) << "priority 5, DEI 0, VLAN 2";
+        CapturedFrame untagged;
+        untagged.bytes.assign(frame.bytes.begin(), frame.bytes.begin() + 12);
+        untagged.bytes.insert(untagged.bytes.end(), frame.bytes.begin() + 12 + tagLength, frame.bytes.end());
+        untagged.wireLength = frame.wireLength - tagLength;
+        expectAafHeader(untagged, static_cast<std::uint8_t>(i), 2, 6);
+        expectSamples(untagged, i, 2, 6, signals);
+    }
+}
+
+TEST_F(AvtpTalkerLiveTest, OuterVlanStacksAn88a8TagInFrontOfThe8100Tag) {
+    const auto signals = generators(2);
+    const auto frames =
+        sendAndCapture({"--vlan", "2", "--outer-vlan", "100:6", "--source-mac", sourceText, "--count", "2"},
+                       "vlan and vlan and ether proto 0x22f0");
+    ASSERT_EQ(frames.size(), 2u);
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        SCOPED_TRACE("frame " + std::to_string(i));
+        const CapturedFrame& frame = frames[i];
+        ASSERT_EQ(frame.wireLength, 2 * tagLength + payloadOffset + 2 * 2 * 6);
+        EXPECT_TRUE(hasAddress(frame, 0, defaultDestination));
+        EXPECT_TRUE(hasAddress(frame, 6, source));
+        EXPECT_EQ(be16(frame, 12), 0x88a8u);
+        EXPECT_EQ(be16(frame, 14), 0xc064u) << "priority 6, DEI 0, VLAN 100";
+        EXPECT_EQ(be16(frame, 16), 0x8100u);
+        EXPECT_EQ(be16(frame, 18), 0x6002u) << "priority 3, DEI 0, VLAN 2";
+        CapturedFrame untagged;
+        untagged.bytes.assign(frame.bytes.begin(), frame.bytes.begin() + 12);
+        untagged.bytes.insert(untagged.bytes.end(), frame.bytes.begin() + 12 + 2 * tagLength,
+                              frame.bytes.end());
+        untagged.wireLength = frame.wireLength - 2 * tagLength;
+        expectAafHeader(untagged, static_cast<std::uint8_t>(i), 2, 6);
+        expectSamples(untagged, i, 2, 6, signals);
+    }
+}
+
+struct MtuCase {
+    std::string name;
+    std::vector<std::string> tags;
+    unsigned frameBytes;
+};
+
+void PrintTo(const MtuCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class AvtpTalkerTagMtuLiveTest : public AvtpTalkerLiveTest, public ::testing::WithParamInterface<MtuCase> {};
+
+// The kernel lets only a single 0x8100 tag lie outside the MTU: 123 channels of 6 16-bit samples fill it
+// exactly without one, so every other tag makes the frame too long.
+TEST_P(AvtpTalkerTagMtuLiveTest, TagsOtherThanASingle8100OneCountAgainstTheMtu) {
+    std::vector<std::string> arguments = GetParam().tags;
+    arguments.insert(arguments.end(), {"--channels", "123", "--count", "1"});
+    ChildProcess& talker = startTalker(arguments);
+    ASSERT_TRUE(talker.waitFor(10s));
+    EXPECT_EQ(talker.exitStatus(), 1);
+    EXPECT_NE(talker.output().find("sonacore-avtp-talker: frames of " +
+                                   std::to_string(GetParam().frameBytes) + " bytes exceed the MTU of '" +
+                                   talkerInterface() + "' (1500 bytes of payload)."),
+              std::string::npos)
+        << talker.output();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Tags, AvtpTalkerTagMtuLiveTest,
+    ::testing::Values(MtuCase{"Single88a8Tag", {"--vlan", "2", "--vlan-tpid", "88a8"}, 1518},
+                      MtuCase{"StackedTags", {"--vlan", "2", "--outer-vlan", "100"}, 1522}),
+    [](const ::testing::TestParamInfo<MtuCase>& info) { return info.param.name; });
+
 TEST_F(AvtpTalkerLiveTest, FrameTooLongForTheInterfaceIsRefusedWithAnError) {
     ChildProcess& talker = startTalker({"--channels", "200", "--count", "1"});
     ASSERT_TRUE(talker.waitFor(10s));

@@ -27,8 +27,10 @@ void put32(std::uint8_t* p, std::uint32_t value) {
     put16(p + 2, value & 0xffff);
 }
 
-// The format code of 32-bit floating-point samples, which the library's frame layout does not name.
+// The format code of 32-bit floating-point samples, and the tag protocol identifier of the outer tag of a
+// stacked pair; the library's frame layout names neither, since it writes no frames.
 constexpr std::uint8_t talkerFormatFloat32 = 0x01;
+constexpr std::uint16_t talkerOuterTagTpid = 0x88a8;
 
 std::uint8_t formatFor(SampleFormat format) {
     switch (format) {
@@ -58,6 +60,12 @@ void putFloat(std::uint8_t* p, double value) {
     std::uint32_t bits = 0;
     std::memcpy(&bits, &single, sizeof bits);
     put32(p, bits);
+}
+
+// Writes one VLAN tag: its protocol identifier, then priority, DEI 0 and VLAN ID.
+void putTag(std::uint8_t* p, std::uint16_t tpid, unsigned priority, unsigned vlanId) {
+    put16(p, tpid);
+    put16(p + 2, (priority << 13) | vlanId);
 }
 
 } // namespace
@@ -101,11 +109,17 @@ std::size_t AafStream::maximumLength() const {
 }
 
 std::size_t AafStream::headerLength() const {
-    return headerBytes + (options.vlanId ? vlanTagSize : 0);
+    return headerBytes + options.tagBytes();
 }
 
 std::size_t AafStream::ethernetHeaderLength() const {
-    return ethernetHeaderSize + (options.vlanId ? vlanTagSize : 0);
+    return ethernetHeaderSize + options.tagBytes();
+}
+
+std::size_t AafStream::lengthOutsideMtu() const {
+    const bool singleCustomerTag =
+        options.vlanId && !options.outerVlanId && options.vlanTpid == vlanEtherType;
+    return ethernetHeaderSize + (singleCustomerTag ? vlanTagSize : 0);
 }
 
 bool AafStream::isDropped(std::uint64_t frame) const {
@@ -163,10 +177,13 @@ void AafStream::build(std::uint64_t frame, OutgoingFrame& out) const {
 
     std::copy(options.destinationMac.begin(), options.destinationMac.end(), p + destinationMacOffset);
     std::copy(sourceMac.begin(), sourceMac.end(), p + sourceMacOffset);
+    // Each tag moves what follows up by its size: past the tags, the offsets are those of an untagged frame.
+    if (options.outerVlanId) {
+        putTag(p + etherTypeOffset, talkerOuterTagTpid, options.outerVlanPriority, *options.outerVlanId);
+        p += vlanTagSize;
+    }
     if (options.vlanId) {
-        put16(p + etherTypeOffset, vlanEtherType);
-        put16(p + etherTypeOffset + 2, (options.vlanPriority << 13) | *options.vlanId);
-        // From here on the offsets are those of an untagged frame.
+        putTag(p + etherTypeOffset, options.vlanTpid, options.vlanPriority, *options.vlanId);
         p += vlanTagSize;
     }
     put16(p + etherTypeOffset, avtpEtherType);

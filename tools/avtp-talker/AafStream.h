@@ -35,8 +35,10 @@ struct OutgoingFrame {
 //  38 samples, interleaved by channel: all channels of one instant, then the next instant.
 // With --format int24 or int32 the format is 0x03 (INT_24BIT) or 0x02 (INT_32BIT), the bit depth 24 or 32,
 // and each sample 3 or 4 bytes; with --format float32 the format is 0x01 (FLOAT_32BIT), the bit depth 32,
-// and each sample a 4-byte IEEE 754 single. With --vlan an 802.1Q tag (EtherType 0x8100, then priority,
-// DEI 0 and VLAN ID in two bytes) sits at 12, and everything above moves up by its 4 bytes.
+// and each sample a 4-byte IEEE 754 single. With --vlan a tag (its protocol identifier, 0x8100 unless
+// --vlan-tpid says 0x88a8, then priority, DEI 0 and VLAN ID in two bytes) sits at 12, and everything above
+// moves up by its 4 bytes; --outer-vlan puts a second tag, 0x88a8, at 12 in front of it, and everything
+// moves up by 8 bytes.
 //
 // Slots are the deadlines of the pacing, one per stream frame index. Each slot sends its frame, except
 // that a swap at K sends frame K + 1 in slot K and frame K in slot K + 1, and faults add or remove frames
@@ -67,13 +69,17 @@ public:
     // Largest frame the stream can send, in bytes.
     std::size_t maximumLength() const;
 
-    // Length of the Ethernet and AAF headers of every frame, the VLAN tag included: where the samples
+    // Length of the Ethernet and AAF headers of every frame, the VLAN tags included: where the samples
     // start.
     std::size_t headerLength() const;
 
-    // Length of the Ethernet header, the VLAN tag included: the part of a frame outside the interface's
-    // MTU.
+    // Length of the Ethernet header, the VLAN tags included.
     std::size_t ethernetHeaderLength() const;
+
+    // Length of the part of every frame that may lie outside the interface's MTU: the Ethernet header, and
+    // a tag when it is a single 0x8100 one. The kernel lets one such tag lie outside, as it does the
+    // Ethernet header, but no other tag.
+    std::size_t lengthOutsideMtu() const;
 
     // Time of stream frame `frame` after frame 0, in nanoseconds, rounded down: frame * S / 48000 seconds
     // for S samples per frame, computed from the index so that deadlines never accumulate rounding.

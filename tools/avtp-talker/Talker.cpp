@@ -260,8 +260,7 @@ bool Talker::run(const volatile std::sig_atomic_t& stopRequested, std::string& e
     const std::uint64_t timestampBaseNs = now(CLOCK_TAI) + startLeadNs;
     AafStream stream(options, signals, sourceMac, timestampBaseNs);
 
-    // The kernel lets a tagged frame's tag lie outside the MTU, as it does the Ethernet header.
-    if (stream.maximumLength() - stream.ethernetHeaderLength() > socket.mtu()) {
+    if (stream.maximumLength() - stream.lengthOutsideMtu() > socket.mtu()) {
         error = "frames of " + std::to_string(stream.maximumLength()) + " bytes exceed the MTU of '" +
                 options.interfaceName + "' (" + std::to_string(socket.mtu()) + " bytes of payload)";
         return false;

@@ -2,6 +2,7 @@
 
 #include "CommandLineValues.h"
 
+#include <cctype>
 #include <cmath>
 #include <functional>
 
@@ -45,12 +46,13 @@ bool parsePair(const std::string& text, std::uint64_t valueMaximum, std::uint64_
     return first && second;
 }
 
-// What one run of the parser builds: the options, and the two ways of giving the frame count, which only
-// together say which one holds.
+// What one run of the parser builds: the options, the two ways of giving the frame count, which only
+// together say which one holds, and whether a tag protocol identifier was given, which needs a tag.
 struct ParseState {
     TalkerOptions options;
     std::optional<std::uint64_t> count;
     std::optional<double> duration;
+    bool vlanTpidGiven = false;
 };
 
 using Handler = std::function<bool(const std::string&)>;
@@ -127,21 +129,46 @@ void addAddressOptions(OptionTable& table, TalkerOptions& options) {
                                 options.streamId = id;
                                 return true;
                             }};
-    table["--vlan"] = {"a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7",
-                       [&options](const std::string& v) {
-                           std::uint64_t id = 0;
-                           std::uint64_t priority = options.vlanPriority;
-                           const bool good =
-                               v.find(':') == std::string::npos
-                                   ? parsePair(v + ":" + std::to_string(priority), 7, id, priority)
-                                   : parsePair(v, 7, id, priority);
-                           if (!good || id > 4094) {
-                               return false;
-                           }
-                           options.vlanId = unsigned(id);
-                           options.vlanPriority = unsigned(priority);
-                           return true;
-                       }};
+}
+
+// "ID[:PRIORITY]" of a VLAN tag, the priority kept when not given.
+Handler vlanTag(std::optional<unsigned>& vlanId, unsigned& vlanPriority) {
+    return [&vlanId, &vlanPriority](const std::string& v) {
+        std::uint64_t id = 0;
+        std::uint64_t priority = vlanPriority;
+        const bool good = v.find(':') == std::string::npos
+                              ? parsePair(v + ":" + std::to_string(priority), 7, id, priority)
+                              : parsePair(v, 7, id, priority);
+        if (!good || id > 4094) {
+            return false;
+        }
+        vlanId = unsigned(id);
+        vlanPriority = unsigned(priority);
+        return true;
+    };
+}
+
+// The VLAN tags in front of the EtherType.
+void addTagOptions(OptionTable& table, ParseState& state) {
+    TalkerOptions& options = state.options;
+    const std::string tag = "a VLAN ID from 0 to 4094, optionally followed by :PRIORITY from 0 to 7";
+    table["--vlan"] = {tag, vlanTag(options.vlanId, options.vlanPriority)};
+    table["--outer-vlan"] = {tag, vlanTag(options.outerVlanId, options.outerVlanPriority)};
+    table["--vlan-tpid"] = {"a tag protocol identifier of 8100 or 88a8", [&state](const std::string& v) {
+                                std::string digits = v;
+                                if (digits.rfind("0x", 0) == 0 || digits.rfind("0X", 0) == 0) {
+                                    digits = digits.substr(2);
+                                }
+                                for (char& c : digits) {
+                                    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                                }
+                                if (digits != "8100" && digits != "88a8") {
+                                    return false;
+                                }
+                                state.options.vlanTpid = digits == "8100" ? 0x8100 : 0x88a8;
+                                state.vlanTpidGiven = true;
+                                return true;
+                            }};
 }
 
 // The shape of every frame: channels, samples, sample width, first sequence number.
@@ -328,12 +355,26 @@ bool checkConsistency(const TalkerOptions& options, std::string& error) {
     return true;
 }
 
+// The outer tag and the tag protocol identifier both need the tag they stand in front of or name.
+bool checkTags(const ParseState& state, std::string& error) {
+    if (state.options.outerVlanId && !state.options.vlanId) {
+        error = "option --outer-vlan needs --vlan, the tag behind it";
+        return false;
+    }
+    if (state.vlanTpidGiven && !state.options.vlanId) {
+        error = "option --vlan-tpid needs --vlan, the tag it names";
+        return false;
+    }
+    return true;
+}
+
 } // namespace
 
 bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptions& out, std::string& error) {
     ParseState state;
     OptionTable table;
     addAddressOptions(table, state.options);
+    addTagOptions(table, state);
     addFormatOptions(table, state.options);
     addSignalOptions(table, state.options);
     addTimingOptions(table, state);
@@ -353,7 +394,8 @@ bool TalkerOptions::parse(const std::vector<std::string>& arguments, TalkerOptio
         error = "option --interface is required";
         return false;
     }
-    if (!resolveFrameCount(state, error) || !checkConsistency(state.options, error)) {
+    if (!resolveFrameCount(state, error) || !checkTags(state, error) ||
+        !checkConsistency(state.options, error)) {
         return false;
     }
     out = state.options;
@@ -402,6 +444,11 @@ Stream:
       --sample-bits N           16, 24 or 32: the same as --format int16, int24 or int32
       --vlan ID[:PRIORITY]      tag every frame for VLAN ID (0 to 4094) with priority 0 to 7
                                 (default 3) in an IEEE 802.1Q tag (default: no tag)
+      --vlan-tpid T             8100 or 88a8: the tag protocol identifier of the --vlan tag
+                                (default 8100)
+      --outer-vlan ID[:PRIORITY]
+                                an outer tag (0x88a8) for VLAN ID with priority 0 to 7 (default 3)
+                                in front of the --vlan tag, as in QinQ (default: none)
       --signal SIGNAL           signal of every channel without its own
       --channel-signal C=SIGNAL signal of channel C (from 0); repeatable
       --first-sequence N        sequence number of the first frame (default 0)

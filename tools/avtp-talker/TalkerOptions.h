@@ -43,11 +43,17 @@ public:
     // full scale. FLOAT_32BIT is a big-endian IEEE 754 single of the signal's value as a fraction of full
     // scale (SignalGenerator::valueAt).
     SampleFormat sampleFormat = SampleFormat::Int16;
-    // VLAN ID, 0 to 4094, of an IEEE 802.1Q tag between the source address and the EtherType; empty for
-    // untagged frames.
+    // VLAN ID, 0 to 4094, of a tag between the source address and the EtherType; empty for untagged frames.
     std::optional<unsigned> vlanId;
     // Priority code point of that tag, 0 to 7; 3 is the usual priority of class A streams.
     unsigned vlanPriority = 3;
+    // Tag protocol identifier of that tag: 0x8100 (IEEE 802.1Q) or 0x88a8 (IEEE 802.1ad).
+    std::uint16_t vlanTpid = 0x8100;
+    // VLAN ID, 0 to 4094, of an outer 0x88a8 tag in front of that tag, as a provider's network stacks
+    // them; empty for none. Only with a VLAN ID above.
+    std::optional<unsigned> outerVlanId;
+    // Priority code point of the outer tag, 0 to 7.
+    unsigned outerVlanPriority = 3;
     // Signal text for every channel without its own; empty means SignalGenerator::defaultFor.
     std::string signal;
     // Signal text per channel, keyed by channel number from 0.
@@ -100,6 +106,9 @@ public:
 
     // Bytes of one sample on the wire: sampleBits() / 8.
     unsigned sampleBytes() const { return sampleBits() / 8; }
+
+    // Bytes of the VLAN tags in front of the EtherType: 0, 4 or 8.
+    unsigned tagBytes() const { return (vlanId ? 4 : 0) + (outerVlanId ? 4 : 0); }
 };
 
 } // namespace avtptalker

@@ -1,9 +1,9 @@
 // sonacore-avtp-talker: sends an IEEE 1722 AAF audio stream (subtype 2, 16-bit big-endian samples
 // interleaved by channel, or 24- or 32-bit integers or 32-bit floats, nominal 48 kHz, EtherType 0x22f0,
-// untagged or with an 802.1Q tag) on a named interface through a raw packet socket, paced in real time
-// against absolute deadlines or as fast as possible, with optional faults (dropped, repeated, swapped,
-// truncated or stray frames, channel count changes, overstated data lengths, NaN and infinite float
-// samples) for testing receivers. Every sample is reproducible: see SignalGenerator.h.
+// untagged, with one VLAN tag or with two stacked) on a named interface through a raw packet socket, paced in
+// real time against absolute deadlines or as fast as possible, with optional faults (dropped, repeated,
+// swapped, truncated or stray frames, channel count changes, overstated data lengths, NaN and infinite
+// float samples) for testing receivers. Every sample is reproducible: see SignalGenerator.h.
 //
 // Run as root (or with CAP_NET_RAW), for example 60 s of a 2-channel 1 kHz sine at 8000 frames/s:
 //     sonacore-avtp-talker --interface eth1 --channels 2 --signal sine:1000:0.5 --duration 60
