@@ -77,12 +77,13 @@ void StreamingEngine::addNetworkStreamToNetworkReceiver(sonacore::StreamConfigur
     NetworkReceiver* receiver = networkReceivers.at(adapter.getDeviceName()).get();
     receiver->addStreamingDevice(macAddress, configuration.getDeviceConfiguration(),
                                  configuration.getAcceptVlanTagged());
-    if (configuration.getAcceptVlanTagged()) {
-        receiver->widenFilterForVlanTagged(vlanCaptureFilter);
-    }
     // On every add, not unique: a receiver with two devices delivers each of its messages twice.
     connect(static_cast<avb::AvtpPacketReceiver*>(receiver), &avb::AvtpPacketReceiver::message, this,
             &StreamingEngine::message, Qt::AutoConnection);
+    // After the connection, so that the host hears of the wider filter.
+    if (configuration.getAcceptVlanTagged()) {
+        receiver->widenFilterForVlanTagged(vlanCaptureFilter);
+    }
     streamRegistry[macAddress] = adapter.getDeviceName();
     sonacore::log::debug("addNetworkStreamToNetworkReceiver",
                          "Network stream successfully added by configuration '", configuration.getName(),
