@@ -310,6 +310,11 @@ TEST(HostOptionsStream, SampleSizeOtherThanTwoLeavesTheFormatUnstated) {
     EXPECT_EQ(parsed({"--sample-size", "2"}).stream.sampleFormat, SampleFormat::Int16);
 }
 
+TEST(HostOptionsStream, VerboseIsAFlag) {
+    EXPECT_TRUE(parsed({"--verbose"}).verbose);
+    EXPECT_FALSE(parsed({}).verbose);
+}
+
 // The adapter the configurations name; a stream configuration needs one of the library's making.
 pcapplus::PcapDeviceInfo& someAdapter() {
     static pcapplus::PcapDeviceInfo adapter(1, "lo", "Not available");

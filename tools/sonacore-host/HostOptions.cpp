@@ -136,6 +136,8 @@ bool readFlag(const std::string& name, HostOptions& options) {
         options.list = true;
     } else if (name == "--discover") {
         options.discover = true;
+    } else if (name == "--verbose") {
+        options.verbose = true;
     } else {
         return false;
     }
@@ -255,7 +257,9 @@ std::string HostOptions::usage() {
            "                           linear power (bin k at k x 48000 / 16384 Hz)\n"
            "  --snapshot FILE.png      at the end of the run, also on Ctrl-C, paint a 1200x700 image of the\n"
            "                           first metered channel's last spectrum (dB over 20 Hz to 24 kHz on a\n"
-           "                           logarithmic axis) and the last levels of every metered channel\n";
+           "                           logarithmic axis) and the last levels of every metered channel\n"
+           "  --verbose                also show the library's progress lines and the warnings that every\n"
+           "                           start-up brings\n";
 }
 
 } // namespace host

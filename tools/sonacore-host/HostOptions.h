@@ -21,6 +21,8 @@ struct HostOptions {
 
     bool help = false;
     bool list = false;
+    // Show the library's progress lines (debug level) and its warnings that every start-up brings.
+    bool verbose = false;
     // List the AAF talkers heard on the adapter instead of monitoring one.
     bool discover = false;
     // How long discovery listens, in seconds; also before monitoring without --mac.

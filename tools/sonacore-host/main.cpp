@@ -26,6 +26,9 @@
 // part that calls libpcap itself, since the library's interface cannot list streams; all else goes through
 // the library's public interface.
 //
+// The library's progress lines, and the warnings that every start-up brings, are shown with --verbose only
+// (see LibraryLog.h).
+//
 // --record FILE.csv appends every delivery to a CSV file as it arrives; --snapshot FILE.png paints the first
 // metered channel's last spectrum and every channel's last levels into an image at the end of the run, also
 // after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
@@ -35,10 +38,12 @@
 //      sonacore-host --list                  the capture adapters, numbered from 1
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
+//      sonacore-host --verbose               the demo, with the library's progress lines
 //      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
 #include "DeliveryRecorder.h"
 #include "HostOptions.h"
+#include "LibraryLog.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
 #include "SnapshotPainter.h"
@@ -79,19 +84,14 @@ void onSignal(int) {
     interrupted = 1;
 }
 
-// The library logs its progress at debug level; only its warnings are shown, on standard error. Called on
-// any of the library's threads.
-void libraryLog(QtMsgType type, const QMessageLogContext&, const QString& message) {
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        // While the live view owns the terminal, its status line takes the warning instead.
-        const std::string line = "sonacore: " + message.toStdString();
-        host::TerminalView::post(line, line);
-    }
+// The library writes its first log lines while it loads, before main and before the initialisers of this
+// program's own objects: an entry of the executable's pre-initialisation array runs before those of every
+// library, so the lines are held there until the command line says whether they are shown.
+void holdLibraryLinesFromTheStart(int, char**, char**) {
+    host::LibraryLog::holdEarlyLines();
 }
-
-// After the library has been torn down, its remaining lines (the capture ending as the program exits) are
-// of no interest to the user.
-void silentLog(QtMsgType, const QMessageLogContext&, const QString&) {}
+__attribute__((section(".preinit_array"),
+               used)) void (*const holdAtLoad)(int, char**, char**) = holdLibraryLinesFromTheStart;
 
 bool wasInterrupted() {
     return interrupted != 0;
@@ -404,7 +404,7 @@ int run(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder
     }
     runEventLoop(session);
     ISonaCore::destroy();
-    qInstallMessageHandler(silentLog);
+    host::LibraryLog::silence();
     return finishRun(session);
 }
 
@@ -474,10 +474,11 @@ int monitor(host::HostOptions& options, bool demo) {
 } // namespace
 
 int main(int argc, char** argv) {
-    qInstallMessageHandler(libraryLog);
     host::HostOptions options;
     std::string error;
-    if (!host::HostOptions::parse(argc, argv, options, error)) {
+    const bool parsed = host::HostOptions::parse(argc, argv, options, error);
+    host::LibraryLog::install(options.verbose);
+    if (!parsed) {
         std::cerr << error << "\n";
         return 2;
     }
