@@ -40,6 +40,8 @@ struct AafFrame {
     // The whole tag control information of an 802.1Q tag; empty for an untagged frame.
     std::optional<std::uint16_t> tag;
     std::uint16_t taggedEtherType = 0x8100;
+    // The tag control information of a second tag, 802.1Q, behind the first; empty for one tag or none.
+    std::optional<std::uint16_t> innerTag;
     std::uint8_t subtype = 2;
     std::uint64_t streamId = 0x00a0c91122330001;
     std::uint8_t format = 4;
@@ -58,6 +60,14 @@ struct AafFrame {
             frame[etherTypeOffset + 2] = static_cast<std::uint8_t>(*tag >> 8);
             frame[etherTypeOffset + 3] = static_cast<std::uint8_t>(*tag);
             shift = tagLength;
+        }
+        if (tag && innerTag) {
+            frame.insert(frame.begin() + etherTypeOffset + shift, tagLength, 0);
+            frame[etherTypeOffset + shift] = 0x81;
+            frame[etherTypeOffset + shift + 1] = 0x00;
+            frame[etherTypeOffset + shift + 2] = static_cast<std::uint8_t>(*innerTag >> 8);
+            frame[etherTypeOffset + shift + 3] = static_cast<std::uint8_t>(*innerTag);
+            shift += tagLength;
         }
         for (std::size_t index = 0; index < 6; ++index) {
             frame[index] = static_cast<std::uint8_t>(0x91 + index);
@@ -191,7 +201,7 @@ TEST(ParseAafFrameHeader, TaggedFrameOfAnotherEtherTypeIsNotAaf) {
     EXPECT_FALSE(parse(frame.build()));
 }
 
-TEST(ParseAafFrameHeader, OnlyOneTagIsLookedBehind) {
+TEST(ParseAafFrameHeader, SecondTagIsLookedBehindOnlyUnderAServiceTag) {
     AafFrame frame;
     frame.tag = 0x6002;
     frame.etherType = 0x8100;
@@ -201,8 +211,60 @@ TEST(ParseAafFrameHeader, OnlyOneTagIsLookedBehind) {
 TEST(ParseAafFrameHeader, TagOfAnotherKindIsNotLookedBehind) {
     AafFrame frame;
     frame.tag = 0x6002;
-    frame.taggedEtherType = 0x88a8;
+    frame.taggedEtherType = 0x9100;
     EXPECT_FALSE(parse(frame.build()));
+}
+
+TEST(ParseAafFrameHeader, ReadsEveryFieldBehindAServiceTag) {
+    AafFrame frame;
+    frame.tag = 0xa00c;
+    frame.taggedEtherType = 0x88a8;
+    frame.format = 1;
+    frame.channels = 4;
+    frame.bitDepth = 32;
+    frame.dataLength = 96;
+    const std::optional<AafFrameHeader> header = parse(frame.build());
+    ASSERT_TRUE(header);
+    ASSERT_TRUE(header->vlanId);
+    EXPECT_EQ(*header->vlanId, 12);
+    EXPECT_EQ(header->format, 1);
+    EXPECT_EQ(header->channels, 4);
+    EXPECT_EQ(header->bitDepth, 32);
+    EXPECT_EQ(header->streamDataLength, 96);
+}
+
+TEST(ParseAafFrameHeader, StackedTagsGiveTheVlanIdOfTheInnerTag) {
+    AafFrame frame;
+    frame.tag = 0x0064;
+    frame.taggedEtherType = 0x88a8;
+    frame.innerTag = 0x6007;
+    frame.channels = 8;
+    frame.dataLength = 96;
+    const std::optional<AafFrameHeader> header = parse(frame.build());
+    ASSERT_TRUE(header);
+    ASSERT_TRUE(header->vlanId);
+    EXPECT_EQ(*header->vlanId, 7);
+    EXPECT_EQ(header->channels, 8);
+    EXPECT_EQ(header->streamDataLength, 96);
+}
+
+TEST(ParseAafFrameHeader, FrameOfStackedTagsIsNotReadUntilItHoldsTheStreamDataLength) {
+    AafFrame frame;
+    frame.tag = 0x0064;
+    frame.taggedEtherType = 0x88a8;
+    frame.innerTag = 0x6007;
+    const std::vector<std::uint8_t> whole = frame.build();
+    const std::size_t shortest = shortestTagged + tagLength;
+    for (std::size_t length = 0; length < shortest; ++length) {
+        const std::vector<std::uint8_t> cut(whole.begin(),
+                                            whole.begin() + static_cast<std::ptrdiff_t>(length));
+        EXPECT_FALSE(parse(cut)) << length << " bytes";
+    }
+    const std::vector<std::uint8_t> enough(whole.begin(),
+                                           whole.begin() + static_cast<std::ptrdiff_t>(shortest));
+    const std::optional<AafFrameHeader> header = parse(enough);
+    ASSERT_TRUE(header);
+    EXPECT_EQ(header->streamDataLength, 24);
 }
 
 // Every length of a frame cut short; each is copied into memory of exactly that size, so that a read past it
@@ -239,7 +301,8 @@ TEST(ParseAafFrameHeader, CapturedLengthBoundsTheReadNotTheBuffer) {
     EXPECT_TRUE(parseAafFrameHeader(whole.data(), static_cast<std::uint32_t>(shortestUntagged)));
 }
 
-// What the library does with each format: it converts 16-bit samples and writes silence for other sizes.
+// What the library does with each format: it reads 16-, 24- and 32-bit integers and 32-bit floats, and no
+// other format.
 struct FormatRow {
     std::uint8_t format;
     std::optional<unsigned> sampleBytes;
@@ -264,10 +327,8 @@ TEST_P(StreamFormat, GivesTheSampleSizeAndWhatTheLibraryDoesWithIt) {
 
 INSTANTIATE_TEST_SUITE_P(
     Formats, StreamFormat,
-    ::testing::Values(FormatRow{4, 2u, {}}, FormatRow{3, 3u, {"24-bit samples: analysed as silence"}},
-                      FormatRow{2, 4u, {"32-bit samples: analysed as silence"}},
-                      FormatRow{5, 4u, {"32-bit samples: analysed as silence"}},
-                      FormatRow{1, 4u, {"32-bit float samples: analysed as silence"}},
+    ::testing::Values(FormatRow{4, 2u, {}}, FormatRow{3, 3u, {}}, FormatRow{2, 4u, {}},
+                      FormatRow{5, 4u, {"AES3 samples: not analysed"}}, FormatRow{1, 4u, {}},
                       FormatRow{0, std::nullopt, {"user-specified sample format: not analysed"}},
                       FormatRow{6, std::nullopt, {"unknown sample format 6: not analysed"}},
                       FormatRow{255, std::nullopt, {"unknown sample format 255: not analysed"}}),
@@ -319,7 +380,7 @@ TEST(DiscoveredStream, SamplesPerFrameAreTheDataLengthOverChannelsTimesSampleSiz
     frame.dataLength = 8 * 12 * 4;
     const DiscoveredStream stream = streamOf(frame);
     EXPECT_EQ(stream.samplesPerFrame(), 12u);
-    EXPECT_TRUE(stream.reasons.size() == 1 && stream.reasons[0] == "32-bit samples: analysed as silence");
+    EXPECT_TRUE(stream.reasons.empty());
 }
 
 TEST(DiscoveredStream, DataLengthOfNoWholeSampleInstantIsRefused) {
@@ -360,25 +421,26 @@ TEST(DiscoveredStream, MoreThan255ChannelsMeansAudioRefused) {
     EXPECT_TRUE(streamOf(frame).isAnalysable());
 }
 
-TEST(DiscoveredStream, VlanTaggedFramesAreNotReceived) {
+TEST(DiscoveredStream, VlanTaggedFramesAreAnalysable) {
     AafFrame frame;
     frame.tag = 0x6002;
-    EXPECT_EQ(streamOf(frame).reasons, std::vector<std::string>{"VLAN-tagged frames: not received"});
+    EXPECT_TRUE(streamOf(frame).reasons.empty());
+    frame.taggedEtherType = 0x88a8;
+    frame.innerTag = 0x6003;
+    EXPECT_TRUE(streamOf(frame).reasons.empty());
 }
 
-TEST(DiscoveredStream, ReasonsComeInTheOrderTagChannelsFormatLengthRate) {
+TEST(DiscoveredStream, ReasonsComeInTheOrderChannelsFormatLengthRate) {
     AafFrame frame;
     frame.tag = 0x6003;
     frame.channels = 300;
-    frame.format = 1;
+    frame.format = 5;
     frame.dataLength = 301;
     frame.rateCode = 7;
-    EXPECT_EQ(
-        streamOf(frame).reasons,
-        (std::vector<std::string>{"VLAN-tagged frames: not received", "more than 255 channels: audio refused",
-                                  "32-bit float samples: analysed as silence",
-                                  "stream data length 301 is not whole sample instants: audio refused",
-                                  "96 kHz: analysed as 48 kHz"}));
+    EXPECT_EQ(streamOf(frame).reasons,
+              (std::vector<std::string>{"more than 255 channels: audio refused", "AES3 samples: not analysed",
+                                        "stream data length 301 is not whole sample instants: audio refused",
+                                        "96 kHz: analysed as 48 kHz"}));
 }
 
 TEST(DiscoveredStream, RateIsFramesAfterTheFirstOverTheTimeSinceIt) {
@@ -475,17 +537,17 @@ TEST(StreamDiscovery, FramesThatAreNotAafAreCountedAndLeftOut) {
 
 TEST(StreamDiscovery, FirstAnalysableSkipsStreamsTheLibraryCannotAnalyse) {
     StreamDiscovery discovery;
-    AafFrame wide;
-    wide.source = {{0x02, 0, 0, 0, 0, 0x01}};
-    wide.format = 2;
-    AafFrame tagged;
-    tagged.source = {{0x02, 0, 0, 0, 0, 0x02}};
-    tagged.tag = 0x6002;
+    AafFrame aes3;
+    aes3.source = {{0x02, 0, 0, 0, 0, 0x01}};
+    aes3.format = 5;
+    AafFrame unstated;
+    unstated.source = {{0x02, 0, 0, 0, 0, 0x02}};
+    unstated.format = 0;
     AafFrame plain;
     plain.source = {{0x02, 0, 0, 0, 0, 0x03}};
     AafFrame later;
     later.source = {{0x02, 0, 0, 0, 0, 0x04}};
-    for (const AafFrame* frame : {&wide, &tagged, &plain, &later}) {
+    for (const AafFrame* frame : {&aes3, &unstated, &plain, &later}) {
         const std::vector<std::uint8_t> bytes = frame->build();
         discovery.addFrame(bytes.data(), static_cast<std::uint32_t>(bytes.size()), 1.0);
     }
@@ -496,9 +558,9 @@ TEST(StreamDiscovery, FirstAnalysableSkipsStreamsTheLibraryCannotAnalyse) {
 
 TEST(StreamDiscovery, FirstAnalysableOfNoneIsEmpty) {
     EXPECT_FALSE(StreamDiscovery::firstAnalysable({}));
-    AafFrame wide;
-    wide.format = 1;
-    EXPECT_FALSE(StreamDiscovery::firstAnalysable({streamOf(wide)}));
+    AafFrame aes3;
+    aes3.format = 5;
+    EXPECT_FALSE(StreamDiscovery::firstAnalysable({streamOf(aes3)}));
 }
 
 TEST(StreamDiscovery, TableHasAHeadingAndOneAlignedLinePerStream) {
@@ -523,8 +585,7 @@ TEST(StreamDiscovery, TableHasAHeadingAndOneAlignedLinePerStream) {
         StreamDiscovery::formatTable(discovery.streams()),
         "device        stream id         channels  bits  rate/Hz  samples/frame  frames/s  VLAN  analysis\n"
         "00a0c9112233  00a0c91122330001         8    16    48000              6       4.0     -  ok\n"
-        "025343000002  0253430000020007         2    24    48000              3         -     2  "
-        "VLAN-tagged frames: not received; 32-bit samples: analysed as silence\n");
+        "025343000002  0253430000020007         2    24    48000              3         -     2  ok\n");
 }
 
 TEST(StreamDiscovery, TableOfUnknownValuesShowsDashes) {

@@ -11,7 +11,7 @@
 namespace host {
 namespace {
 
-// The headers of a tagged AAF frame are 40 bytes long; the rest of a frame is of no interest here.
+// The headers of an AAF frame behind two tags are 44 bytes long; the rest of a frame is of no interest here.
 constexpr int snapshotLength = 96;
 // How long a read waits for frames: the longest the listening can overrun its time or an interruption.
 constexpr int readTimeoutMs = 100;

@@ -45,6 +45,31 @@ ValueReader wholeNumber(std::uint64_t HostOptions::*member, std::uint64_t minimu
     };
 }
 
+// A whole number of the stream's form from `minimum` to `maximum`, with the flag that says the command line
+// gave it.
+ValueReader streamNumber(std::uint64_t StreamFormat::*member, std::uint64_t minimum, std::uint64_t maximum,
+                         bool HostOptions::*given) {
+    return [=](HostOptions& options, const std::string& value, std::string&) {
+        const std::optional<std::uint64_t> parsed = commandline::parseNumber(value, minimum, maximum);
+        options.stream.*member = parsed.value_or(options.stream.*member);
+        options.*given = true;
+        return parsed.has_value();
+    };
+}
+
+// Bytes per sample of a stream not heard: 2 are the library's 16-bit samples, any other size leaves the
+// format unstated, and the library then reads the samples by their size alone.
+bool readSampleSize(HostOptions& options, const std::string& value, std::string&) {
+    const std::optional<std::uint64_t> parsed = commandline::parseNumber(value, 1, 8);
+    if (!parsed) {
+        return false;
+    }
+    options.stream.sampleSize = *parsed;
+    options.stream.sampleFormat =
+        *parsed == 2 ? sonacore::SampleFormat::Int16 : sonacore::SampleFormat::Unspecified;
+    return true;
+}
+
 // Whole seconds from `minimum` to `maximum`.
 ValueReader wholeSeconds(double HostOptions::*member, std::uint64_t minimum, std::uint64_t maximum) {
     return [=](HostOptions& options, const std::string& value, std::string&) {
@@ -86,10 +111,10 @@ const std::map<std::string, ValueReader>& valueReaders() {
     static const std::map<std::string, ValueReader> readers{
         {"--adapter", text(&HostOptions::adapter)},
         {"--mac", readMac},
-        {"--channels", wholeNumber(&HostOptions::channels, 1, 255, &HostOptions::channelsGiven)},
+        {"--channels", streamNumber(&StreamFormat::channels, 1, 255, &HostOptions::channelsGiven)},
         {"--samples-per-frame",
-         wholeNumber(&HostOptions::samplesPerFrame, 1, 65535, &HostOptions::samplesPerFrameGiven)},
-        {"--sample-size", wholeNumber(&HostOptions::sampleSize, 1, 8)},
+         streamNumber(&StreamFormat::samplesPerFrame, 1, 65535, &HostOptions::samplesPerFrameGiven)},
+        {"--sample-size", readSampleSize},
         {"--buffer-size", wholeNumber(&HostOptions::bufferSize, 1, 100000000)},
         {"--signaling", wholeNumber(&HostOptions::signalingAmount, 1, 100000000)},
         {"--clock-period", wholeNumber(&HostOptions::clockPeriodMs, 0, 3600000)},
@@ -111,6 +136,8 @@ bool readFlag(const std::string& name, HostOptions& options) {
         options.list = true;
     } else if (name == "--discover") {
         options.discover = true;
+    } else if (name == "--verbose") {
+        options.verbose = true;
     } else {
         return false;
     }
@@ -147,14 +174,16 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
     return options.complete(error);
 }
 
-bool HostOptions::useStream(const std::string& streamDeviceKey, std::uint64_t streamChannels,
-                            std::uint64_t streamSamplesPerFrame, std::string& error) {
+bool HostOptions::useStream(const std::string& streamDeviceKey, const StreamFormat& heard,
+                            std::string& error) {
     deviceKey = streamDeviceKey;
-    if (!channelsGiven) {
-        channels = streamChannels;
+    const StreamFormat given = stream;
+    stream = heard;
+    if (channelsGiven) {
+        stream.channels = given.channels;
     }
-    if (!samplesPerFrameGiven) {
-        samplesPerFrame = streamSamplesPerFrame;
+    if (samplesPerFrameGiven) {
+        stream.samplesPerFrame = given.samplesPerFrame;
     }
     return complete(error);
 }
@@ -162,14 +191,14 @@ bool HostOptions::useStream(const std::string& streamDeviceKey, std::uint64_t st
 bool HostOptions::complete(std::string& error) {
     if (!meterGiven) {
         meteredChannels.clear();
-        for (unsigned channel = 0; channel < channels && channel < 8; ++channel) {
+        for (unsigned channel = 0; channel < stream.channels && channel < 8; ++channel) {
             meteredChannels.push_back(channel);
         }
     }
     for (const unsigned channel : meteredChannels) {
-        if (channel >= channels) {
+        if (channel >= stream.channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
-                    std::to_string(channels) + " channels, numbered from 0.";
+                    std::to_string(stream.channels) + " channels, numbered from 0.";
             return false;
         }
     }
@@ -202,10 +231,13 @@ std::string HostOptions::usage() {
            "  --adapter N|NAME         capture on this adapter\n"
            "  --mac XX:XX:XX:XX:XX:XX  the stream's source address; without it, the first stream heard on "
            "the\n"
-           "                           adapter that the library can analyse\n"
+           "                           adapter that the library can analyse. Either way the stream is read\n"
+           "                           in the sample format, channels, samples per frame and VLAN tag its\n"
+           "                           frames state, as heard for up to --seconds before monitoring\n"
            "  --channels N             channels in the stream (default: as heard, or 2)\n"
            "  --samples-per-frame N    samples per channel in one frame (default: as heard, or 6)\n"
-           "  --sample-size N          bytes per sample (default 2)\n"
+           "  --sample-size N          bytes per sample of a stream not heard (default 2); a stream heard\n"
+           "                           is read in the sample format its frames state\n"
            "  --buffer-size N          samples kept per channel, at least one spectrum frame of 16384\n"
            "                           (default 65536, which holds an FFT of order 16)\n"
            "  --signaling N            samples per buffer signal; a level comes every 6 signals, so\n"
@@ -225,7 +257,9 @@ std::string HostOptions::usage() {
            "                           linear power (bin k at k x 48000 / 16384 Hz)\n"
            "  --snapshot FILE.png      at the end of the run, also on Ctrl-C, paint a 1200x700 image of the\n"
            "                           first metered channel's last spectrum (dB over 20 Hz to 24 kHz on a\n"
-           "                           logarithmic axis) and the last levels of every metered channel\n";
+           "                           logarithmic axis) and the last levels of every metered channel\n"
+           "  --verbose                also show the library's progress lines and the warnings that every\n"
+           "                           start-up brings\n";
 }
 
 } // namespace host

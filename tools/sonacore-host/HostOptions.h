@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StreamFormat.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -19,6 +21,8 @@ struct HostOptions {
 
     bool help = false;
     bool list = false;
+    // Show the library's progress lines (debug level) and its warnings that every start-up brings.
+    bool verbose = false;
     // List the AAF talkers heard on the adapter instead of monitoring one.
     bool discover = false;
     // How long discovery listens, in seconds; also before monitoring without --mac.
@@ -27,9 +31,10 @@ struct HostOptions {
     std::string adapter;
     // The stream's source address as the library keys it: 12 hexadecimal characters.
     std::string deviceKey = "00a0c9112233";
-    std::uint64_t channels = 2;
-    std::uint64_t samplesPerFrame = 6;
-    std::uint64_t sampleSize = 2;
+    // The form of the stream's frames: the command line's channels and samples per frame, or the defaults,
+    // until discovery hears the stream; its sample format and tag as heard, 16-bit samples untagged (or
+    // the command line's sample size) for a stream not heard.
+    StreamFormat stream;
     // Samples kept per channel: 1.37 s, room for a spectrum frame of order 16 and a level's six signals.
     std::uint64_t bufferSize = 65536;
     // Samples between two buffer signals: 10 ms at 48 kHz, so a level every 60 ms.
@@ -59,11 +64,10 @@ struct HostOptions {
     static bool parse(int argc, char** argv, HostOptions& options, std::string& error);
     static std::string usage();
 
-    // Takes a discovered stream's source address, and its channels and samples per frame where the command
-    // line gave none; the metered channels follow unless --meter chose them. False with a one-sentence
-    // `error` when a chosen channel is not in the stream.
-    bool useStream(const std::string& streamDeviceKey, std::uint64_t streamChannels,
-                   std::uint64_t streamSamplesPerFrame, std::string& error);
+    // Takes a discovered stream's source address and form: its sample format, tag and rate, and its channels
+    // and samples per frame where the command line gave none; the metered channels follow unless --meter
+    // chose them. False with a one-sentence `error` when a chosen channel is not in the stream.
+    bool useStream(const std::string& streamDeviceKey, const StreamFormat& heard, std::string& error);
 
 private:
     // Fills in the default metered channels and checks the options against each other.

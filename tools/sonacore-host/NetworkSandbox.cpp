@@ -145,15 +145,15 @@ bool NetworkSandbox::startTalker(const std::string& program, const HostOptions& 
                                        "--source-mac",
                                        mac,
                                        "--channels",
-                                       std::to_string(options.channels),
+                                       std::to_string(options.stream.channels),
                                        "--samples-per-frame",
-                                       std::to_string(options.samplesPerFrame),
+                                       std::to_string(options.stream.samplesPerFrame),
                                        "--channel-signal",
                                        "0=sine:1000:1.0",
                                        "--duration",
                                        seconds};
     const std::vector<std::string> signals{"1=sine:440:0.5", "2=noise:7:0.25", "3=steps:2000:0.5:0.05:2"};
-    for (std::size_t channel = 1; channel < options.channels && channel <= signals.size(); ++channel) {
+    for (std::size_t channel = 1; channel < options.stream.channels && channel <= signals.size(); ++channel) {
         arguments.insert(arguments.end(), {"--channel-signal", signals[channel - 1]});
     }
     talker = spawnQuietly(arguments);

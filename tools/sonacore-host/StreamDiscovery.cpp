@@ -8,25 +8,22 @@
 namespace host {
 namespace {
 
+using avb::avtp::formatAes3;
+using avb::avtp::formatFloat32;
 using avb::avtp::formatInt16;
 using avb::avtp::formatInt24;
 using avb::avtp::formatInt32;
+using avb::avtp::formatUserSpecified;
 
-// The stream data length is the last field read here: a frame must hold it whole.
+// The stream data length is the last field read: a frame must hold it whole.
 constexpr std::uint32_t headerLength = avb::avtp::streamDataLengthOffset + 2;
 constexpr std::uint16_t vlanIdMask = 0x0fff;
-
-constexpr std::uint8_t formatUserSpecified = 0;
-// The formats the frame layout does not name, as the library converts none of them.
-constexpr std::uint8_t formatFloat32 = 1;
-constexpr std::uint8_t formatAes3 = 5;
 
 // The rate codes in order from 0; 0 stands for "user specified" and reserved codes lie beyond the table.
 constexpr unsigned ratesHz[] = {0, 8000, 16000, 32000, 44100, 48000, 88200, 96000, 176400, 192000, 24000};
 constexpr std::uint8_t rateCodeCount = sizeof ratesHz / sizeof ratesHz[0];
 
-// The library converts 16-bit samples only, reads 8 bits of the channel count, and assumes this rate.
-constexpr unsigned convertedSampleBytes = 2;
+// The library reads 8 bits of the channel count, and assumes this rate.
 constexpr unsigned largestReadChannelCount = 255;
 constexpr unsigned assumedRateHz = 48000;
 
@@ -50,38 +47,28 @@ std::uint64_t bigEndian64(const std::uint8_t* bytes) {
 }
 
 // Why the library cannot analyse the stream, apart from sharing its address: each phrase says what the
-// library does with such frames.
+// library does with such frames. Tagged frames are not among them: the set-up asks for them whenever
+// discovery heard a tag.
 std::vector<std::string> reasonsFor(const DiscoveredStream& stream) {
     const AafFrameHeader& header = stream.header;
     std::vector<std::string> reasons;
-    // The receiver reads the subtype at the place of an untagged frame, where a tagged frame has its tag.
-    if (header.vlanId) {
-        reasons.push_back("VLAN-tagged frames: not received");
-    }
     if (header.channels == 0) {
         reasons.push_back("0 channels: audio refused");
     } else if (header.channels > largestReadChannelCount) {
         reasons.push_back("more than 255 channels: audio refused");
     }
-    switch (header.format) {
-    case formatInt16:
-        break;
-    case formatInt24:
-        reasons.push_back("24-bit samples: analysed as silence");
-        break;
-    case formatInt32:
-    case formatAes3:
-        reasons.push_back("32-bit samples: analysed as silence");
-        break;
-    case formatFloat32:
-        reasons.push_back("32-bit float samples: analysed as silence");
-        break;
-    case formatUserSpecified:
-        reasons.push_back("user-specified sample format: not analysed");
-        break;
-    default:
-        reasons.push_back("unknown sample format " + std::to_string(header.format) + ": not analysed");
-        break;
+    if (!StreamFormat::sampleFormatOf(header.format)) {
+        switch (header.format) {
+        case formatAes3:
+            reasons.push_back("AES3 samples: not analysed");
+            break;
+        case formatUserSpecified:
+            reasons.push_back("user-specified sample format: not analysed");
+            break;
+        default:
+            reasons.push_back("unknown sample format " + std::to_string(header.format) + ": not analysed");
+            break;
+        }
     }
     if (stream.sampleBytes() && header.channels > 0) {
         if (header.streamDataLength == 0) {
@@ -104,6 +91,27 @@ std::vector<std::string> reasonsFor(const DiscoveredStream& stream) {
     return reasons;
 }
 
+// The length of the tags in front of the EtherType, which moves every field of an untagged frame but the
+// addresses up: one 802.1Q or 802.1ad tag, or an 802.1ad tag stacked on an 802.1Q one, as the library passes
+// over them; 0 for an untagged frame. `vlanId` receives the VLAN ID of the tag nearest the EtherType, the one
+// the talker's own network gave the stream. A frame too short for its tags reads as untagged here, and is
+// then refused for its EtherType or its length.
+std::uint32_t tagsLength(const avb::AvtpFrameReader& frame, std::optional<std::uint16_t>& vlanId) {
+    using namespace avb::avtp;
+    const std::uint16_t outer = frame.bigEndian16At(etherTypeOffset);
+    if ((outer != vlanEtherType && outer != serviceVlanEtherType) || !frame.holds(etherTypeOffset + 2, 2)) {
+        return 0;
+    }
+    std::uint32_t length = vlanTagSize;
+    vlanId = static_cast<std::uint16_t>(frame.bigEndian16At(etherTypeOffset + 2) & vlanIdMask);
+    if (outer == serviceVlanEtherType && frame.bigEndian16At(etherTypeOffset + length) == vlanEtherType &&
+        frame.holds(etherTypeOffset + length + 2, 2)) {
+        vlanId = static_cast<std::uint16_t>(frame.bigEndian16At(etherTypeOffset + length + 2) & vlanIdMask);
+        length += vlanTagSize;
+    }
+    return length;
+}
+
 std::string orDash(const std::optional<unsigned>& value) {
     return value ? std::to_string(*value) : "-";
 }
@@ -116,16 +124,8 @@ std::optional<AafFrameHeader> parseAafFrameHeader(const std::uint8_t* frame, std
     if (!whole.holds(etherTypeOffset, 2)) {
         return std::nullopt;
     }
-    // Behind a tag, every field of an untagged frame lies further up by the tag's length, but the addresses.
     std::optional<std::uint16_t> vlanId;
-    std::uint32_t shift = 0;
-    if (whole.bigEndian16At(etherTypeOffset) == vlanEtherType) {
-        if (!whole.holds(etherTypeOffset + 2, 2)) {
-            return std::nullopt;
-        }
-        vlanId = static_cast<std::uint16_t>(whole.bigEndian16At(etherTypeOffset + 2) & vlanIdMask);
-        shift = vlanTagSize;
-    }
+    const std::uint32_t shift = tagsLength(whole, vlanId);
     if (!whole.holds(shift, headerLength)) {
         return std::nullopt;
     }
@@ -158,7 +158,7 @@ std::optional<unsigned> DiscoveredStream::sampleBytes() const {
     case formatInt24:
         return 3;
     case formatInt16:
-        return convertedSampleBytes;
+        return 2;
     default:
         return std::nullopt;
     }
@@ -181,6 +181,22 @@ std::optional<unsigned> DiscoveredStream::nominalRateHz() const {
         return std::nullopt;
     }
     return ratesHz[header.rateCode];
+}
+
+std::optional<StreamFormat> DiscoveredStream::streamFormat() const {
+    const std::optional<sonacore::SampleFormat> sampleFormat = StreamFormat::sampleFormatOf(header.format);
+    const std::optional<unsigned> samples = samplesPerFrame();
+    if (!sampleFormat || header.channels > largestReadChannelCount || !samples || *samples == 0) {
+        return std::nullopt;
+    }
+    StreamFormat format;
+    format.sampleFormat = *sampleFormat;
+    format.sampleSize = *sampleBytes();
+    format.channels = header.channels;
+    format.samplesPerFrame = *samples;
+    format.vlanId = header.vlanId;
+    format.rateHz = nominalRateHz();
+    return format;
 }
 
 double DiscoveredStream::framesPerSecond() const {
@@ -232,6 +248,12 @@ std::vector<DiscoveredStream> StreamDiscovery::streams() const {
         }
     }
     return result;
+}
+
+bool StreamDiscovery::hasHeard(const std::string& deviceKey) const {
+    // The index orders by device key first, so the device's first stream is the first entry not below it.
+    const auto found = index.lower_bound(std::make_pair(deviceKey, std::uint64_t{0}));
+    return found != index.end() && found->first.first == deviceKey;
 }
 
 std::optional<DiscoveredStream>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "StreamFormat.h"
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -14,7 +16,8 @@ struct AafFrameHeader {
     // The source MAC address as the library keys a streaming device: 12 lower-case hexadecimal characters.
     std::string deviceKey;
     std::uint64_t streamId = 0;
-    // The VLAN ID, 0 to 4095, of an IEEE 802.1Q tag in front of the EtherType; empty for an untagged frame.
+    // The VLAN ID, 0 to 4095, of the tag nearest the EtherType: an IEEE 802.1Q or 802.1ad tag alone, or the
+    // 802.1Q tag under a stacked 802.1ad one. Empty for an untagged frame.
     std::optional<std::uint16_t> vlanId;
     // The AAF format code: 0 user specified, 1 32-bit float, 2 32-bit integer, 3 24-bit integer, 4 16-bit
     // integer, 5 32-bit AES3; the others are reserved.
@@ -31,10 +34,11 @@ struct AafFrameHeader {
 };
 
 // Reads the headers of one captured frame, from the first byte of its Ethernet header. Empty for a frame
-// that is not AAF: an EtherType other than 0x22f0 (directly or behind one 802.1Q tag) or an AVTP subtype
+// that is not AAF: an EtherType other than 0x22f0 (directly, behind one 802.1Q (0x8100) or 802.1ad (0x88a8)
+// tag, or behind an 802.1ad tag stacked on an 802.1Q one, as the library receives them) or an AVTP subtype
 // other than 2; and empty when the captured bytes end before the stream data length field does (36 bytes,
-// 40 with a tag), so that a frame cut short by the capture's snapshot length or on the wire is never read
-// past `capturedLength`. `frame` may be null, and is then read as empty.
+// 40 with one tag, 44 with two), so that a frame cut short by the capture's snapshot length or on the wire
+// is never read past `capturedLength`. `frame` may be null, and is then read as empty.
 std::optional<AafFrameHeader> parseAafFrameHeader(const std::uint8_t* frame, std::uint32_t capturedLength);
 
 // One stream heard on the adapter: a source address and stream ID, described by the first frame heard.
@@ -55,6 +59,12 @@ struct DiscoveredStream {
     std::optional<unsigned> samplesPerFrame() const;
     // The nominal sample rate in Hz; empty for a user-specified or reserved rate code.
     std::optional<unsigned> nominalRateHz() const;
+    // What the set-up makes the library's configurations of: the sample format of the format code, the
+    // channels, the samples per frame, the VLAN ID and the rate. Empty when no set-up can take the frames:
+    // a format the library cannot read (user specified, AES3, reserved), no channel or more than the 255
+    // the library reads, or no whole number of samples per frame. A stream that shares its address or
+    // states another rate than 48 kHz still has one; its reasons say what the library makes of it.
+    std::optional<StreamFormat> streamFormat() const;
     // Frames per second from the first frame heard to the latest; 0 with fewer than two frames or no time
     // between them.
     double framesPerSecond() const;
@@ -73,6 +83,8 @@ public:
     // Every stream heard, in the order of its first frame, each with its reasons.
     std::vector<DiscoveredStream> streams() const;
     std::uint64_t getIgnoredFrames() const { return ignoredFrames; }
+    // True once a frame from this device key (12 lower-case hexadecimal characters) has arrived.
+    bool hasHeard(const std::string& deviceKey) const;
 
     // The first stream in `streams` the library can analyse; empty when there is none.
     static std::optional<DiscoveredStream> firstAnalysable(const std::vector<DiscoveredStream>& streams);

@@ -19,9 +19,15 @@
 // when the terminal closes. The demo needs root (it creates a namespace).
 //
 // On a real network, --discover lists the AAF talkers heard on an adapter, with what the library cannot
-// analyse and why; without --mac the host monitors the first stream heard that it can analyse, with that
-// stream's channels and samples per frame. Discovery is the one part that calls libpcap itself, since the
-// library's interface cannot list streams; all else goes through the library's public interface.
+// analyse and why. A monitoring run listens first too, and takes the stream in the form its frames state:
+// sample format (16-, 24- and 32-bit integers, 32-bit floats), channels, samples per frame and VLAN tag (see
+// StreamChoice.h and StreamSetup.h). Without --mac it monitors the first stream heard that the library can
+// analyse; with --mac the named one, in the command line's form should it not be heard. Discovery is the one
+// part that calls libpcap itself, since the library's interface cannot list streams; all else goes through
+// the library's public interface.
+//
+// The library's progress lines, and the warnings that every start-up brings, are shown with --verbose only
+// (see LibraryLog.h).
 //
 // --record FILE.csv appends every delivery to a CSV file as it arrives; --snapshot FILE.png paints the first
 // metered channel's last spectrum and every channel's last levels into an image at the end of the run, also
@@ -32,16 +38,18 @@
 //      sonacore-host --list                  the capture adapters, numbered from 1
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
+//      sonacore-host --verbose               the demo, with the library's progress lines
 //      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
 #include "DeliveryRecorder.h"
-#include "DiscoveryCapture.h"
 #include "HostOptions.h"
+#include "LibraryLog.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
 #include "SnapshotPainter.h"
 #include "SpectrumPeak.h"
-#include "StreamDiscovery.h"
+#include "StreamChoice.h"
+#include "StreamSetup.h"
 #include "TerminalView.h"
 
 #include "exceptions/SonaCoreException.h"
@@ -61,8 +69,6 @@
 #include <iostream>
 #include <map>
 #include <memory>
-#include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -78,19 +84,18 @@ void onSignal(int) {
     interrupted = 1;
 }
 
-// The library logs its progress at debug level; only its warnings are shown, on standard error. Called on
-// any of the library's threads.
-void libraryLog(QtMsgType type, const QMessageLogContext&, const QString& message) {
-    if (type != QtDebugMsg && type != QtInfoMsg) {
-        // While the live view owns the terminal, its status line takes the warning instead.
-        const std::string line = "sonacore: " + message.toStdString();
-        host::TerminalView::post(line, line);
-    }
+// The library writes its first log lines while it loads, before main and before the initialisers of this
+// program's own objects: an entry of the executable's pre-initialisation array runs before those of every
+// library, so the lines are held there until the command line says whether they are shown.
+void holdLibraryLinesFromTheStart(int, char**, char**) {
+    host::LibraryLog::holdEarlyLines();
 }
+__attribute__((section(".preinit_array"),
+               used)) void (*const holdAtLoad)(int, char**, char**) = holdLibraryLinesFromTheStart;
 
-// After the library has been torn down, its remaining lines (the capture ending as the program exits) are
-// of no interest to the user.
-void silentLog(QtMsgType, const QMessageLogContext&, const QString&) {}
+bool wasInterrupted() {
+    return interrupted != 0;
+}
 
 void printAdapters(sonacore::INetworkDeviceManager& manager) {
     std::cout << "Capture adapters:\n";
@@ -104,92 +109,18 @@ void printAdapters(sonacore::INetworkDeviceManager& manager) {
     }
 }
 
-// The adapter by number or by name; null with a sentence when there is none.
-sonacore::INetworkDeviceInfo* findAdapter(sonacore::INetworkDeviceManager& manager,
-                                          const std::string& wanted) {
-    for (std::uint64_t number = 1; number <= manager.getDeviceCount(); ++number) {
-        sonacore::INetworkDeviceInfo& adapter = manager.getDeviceInfo(number);
-        if (adapter.getDeviceName() == wanted || std::to_string(number) == wanted) {
-            return &adapter;
-        }
-    }
-    return nullptr;
-}
-
-// Listens on the options' adapter for AAF talkers. Returns 0, or the program's exit status with the reason on
-// standard error when it cannot: 2 for an unknown adapter, 1 for a capture that fails.
-int listenForStreams(const host::HostOptions& options, std::string& adapterName,
-                     std::vector<host::DiscoveredStream>& streams, std::uint64_t& kernelDrops) {
-    sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
-    // The sandbox's interface appeared after the library listed the adapters at load.
-    manager->scanDevices();
-    const sonacore::INetworkDeviceInfo* adapter = findAdapter(*manager, options.adapter);
-    if (adapter == nullptr) {
-        std::cerr << "There is no capture adapter '" << options.adapter
-                  << "': run 'sonacore-host --list' to see the adapters and their numbers.\n";
-        return 2;
-    }
-    adapterName = adapter->getDeviceName();
-    host::StreamDiscovery discovery;
-    std::string error;
-    if (!host::DiscoveryCapture::listen(
-            adapterName, options.discoverySeconds, [] { return interrupted != 0; }, discovery, kernelDrops,
-            error)) {
-        std::cerr << error << "\n";
-        return 1;
-    }
-    streams = discovery.streams();
-    return 0;
-}
-
-void printStreams(const std::string& adapterName, double seconds,
-                  const std::vector<host::DiscoveredStream>& streams, std::uint64_t kernelDrops) {
-    // Ctrl-C ends the listening early.
-    std::ostringstream time;
-    if (interrupted != 0) {
-        time << "until interrupted";
-    } else {
-        time << "in " << seconds << " s";
-    }
-    if (streams.empty()) {
-        std::cout << "No AAF talker heard on " << adapterName << " " << time.str() << ".\n";
-    } else {
-        std::cout << "AAF talkers heard on " << adapterName << " " << time.str() << ":\n"
-                  << host::StreamDiscovery::formatTable(streams);
-    }
-    if (kernelDrops > 0) {
-        std::cout << "The capture dropped " << kernelDrops << " frames in the kernel: the rates read low.\n";
-    }
-}
-
-// Without --mac on a real network: the first stream heard that the library can analyse, with its channels and
-// samples per frame unless the command line gave them. False when the program is to end, with its exit
-// status in `status`: when no such stream was heard, the listening failed or Ctrl-C ended it.
+// On a real network: the stream to monitor, in the form heard. False when the program is to end, with its
+// exit status in `status`: when the listening failed, Ctrl-C ended it, or no stream can be set up.
 bool chooseStream(host::HostOptions& options, int& status) {
-    std::string adapterName;
-    std::vector<host::DiscoveredStream> streams;
-    std::uint64_t kernelDrops = 0;
-    status = listenForStreams(options, adapterName, streams, kernelDrops);
+    host::HeardStreams heard;
+    // A named stream is taken as soon as its first frame arrives.
+    status = host::StreamChoice::listen(options, options.macGiven ? options.deviceKey : std::string(),
+                                        wasInterrupted, heard);
     if (status != 0 || interrupted != 0) {
         return false;
     }
-    const std::optional<host::DiscoveredStream> chosen = host::StreamDiscovery::firstAnalysable(streams);
-    if (!chosen) {
-        printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
-        std::cerr << "No stream the library can analyse was heard on " << adapterName
-                  << ": give the stream's source address with --mac.\n";
-        status = 3;
-        return false;
-    }
-    std::string error;
-    if (!options.useStream(chosen->header.deviceKey, chosen->header.channels,
-                           chosen->samplesPerFrame().value_or(0), error)) {
-        std::cerr << error << "\n";
-        status = 2;
-        return false;
-    }
-    std::cout << "Monitoring " << host::StreamDiscovery::summary(*chosen) << "\n";
-    return true;
+    return options.macGiven ? host::StreamChoice::takeNamed(options, heard, status)
+                            : host::StreamChoice::takeFirstAnalysable(options, heard, status);
 }
 
 // Every delivery goes to the plain lines or the live view, the snapshot and the record.
@@ -244,16 +175,17 @@ struct Session {
     sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
 };
 
-// The record file, opened before anything is captured; false with the reason on standard error.
-bool openRecorder(Session& session) {
-    if (session.options.recordPath.empty()) {
+// The record file, opened before anything is captured or listened to; false with the reason on standard
+// error.
+bool openRecorder(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder>& recorder) {
+    if (options.recordPath.empty()) {
         return true;
     }
     std::string error;
-    session.outputs.recorder = host::DeliveryRecorder::open(
-        session.options.recordPath, host::HostOptions::spectrumFrameLength / 2, host::HostOptions::sampleRate,
-        host::DeliveryRecorder::Clock::now(), error);
-    if (!session.outputs.recorder) {
+    recorder = host::DeliveryRecorder::open(options.recordPath, host::HostOptions::spectrumFrameLength / 2,
+                                            host::HostOptions::sampleRate,
+                                            host::DeliveryRecorder::Clock::now(), error);
+    if (!recorder) {
         std::cerr << error << "\n";
         return false;
     }
@@ -282,26 +214,14 @@ void routeMessages(ISonaCore& core) {
 // error: 2 for an unknown adapter, 1 without the right to capture.
 int addReceiver(ISonaCore& core, Session& session) {
     const host::HostOptions& options = session.options;
-    sonacore::INetworkDeviceManager* manager = sonacore::INetworkDeviceManager::createInstance();
-    // The sandbox's interface appeared after the library listed the adapters at load.
-    manager->scanDevices();
-    sonacore::INetworkDeviceInfo* adapter = findAdapter(*manager, options.adapter);
+    sonacore::INetworkDeviceInfo* adapter = host::StreamSetup::findAdapter(options.adapter);
     if (adapter == nullptr) {
-        std::cerr << "There is no capture adapter '" << options.adapter
-                  << "': run 'sonacore-host --list' to see the adapters and their numbers.\n";
+        std::cerr << host::StreamSetup::noAdapterText(options.adapter) << "\n";
         return 2;
     }
     session.adapterName = adapter->getDeviceName();
-    // Levels need the buffer's signal whatever the spectra run on: a timer tick carries no amount of samples,
-    // and the sound level processor completes no block without one.
-    auto* buffer = sonacore::IBufferConfiguration::createInstance("host buffer", options.bufferSize,
-                                                                  options.signalingAmount);
-    auto* device = sonacore::IDeviceConfiguration::createInstance("host device", *buffer, options.sampleSize,
-                                                                  options.channels, options.samplesPerFrame);
-    auto* stream =
-        sonacore::IStreamConfiguration::createInstance("host stream", options.deviceKey, *adapter, *device);
     try {
-        session.receiver = core.addRemoteStreamReceiver(*stream);
+        session.receiver = core.addRemoteStreamReceiver(host::StreamSetup::configure(options, *adapter));
     } catch (const exceptions::InstanceNotCreateable&) {
         std::cerr << "Cannot capture on '" << session.adapterName
                   << "': run as root, or give this program the right to capture (setcap "
@@ -374,10 +294,12 @@ std::unique_ptr<host::TerminalView> makeView(Session& session) {
         session.spectra.at(channel)->setMovingAverageActivity(averaging);
     };
     controls.quit = [] { QCoreApplication::quit(); };
-    const std::string title = "SonaCore monitor: " + options.deviceKey + " on " + session.adapterName + ", " +
-                              std::to_string(options.channels) + " channels at 48000 Hz, " +
-                              std::to_string(static_cast<long>(options.durationSeconds)) +
-                              " s; q or Ctrl-C ends it";
+    const host::StreamFormat& format = options.stream;
+    const std::string title =
+        "SonaCore monitor: " + options.deviceKey + " on " + session.adapterName + ", " +
+        std::to_string(format.channels) + " channels of " + format.shortName() + " at 48000 Hz, " +
+        (format.vlanId ? "VLAN " + std::to_string(*format.vlanId) + ", " : "") +
+        std::to_string(static_cast<long>(options.durationSeconds)) + " s; q or Ctrl-C ends it";
     return std::make_unique<host::TerminalView>(
         options.meteredChannels, host::HostOptions::sampleRate, title,
         host::TerminalScreen::SpectrumSettings{host::HostOptions::spectrumOrder, true}, largestOrder,
@@ -459,11 +381,9 @@ int finishRun(Session& session) {
     return status;
 }
 
-int run(const host::HostOptions& options) {
+int run(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder> recorder) {
     Session session(options);
-    if (!openRecorder(session)) {
-        return 2;
-    }
+    session.outputs.recorder = std::move(recorder);
     ISonaCore* core = ISonaCore::createInstance();
     routeMessages(*core);
     if (const int status = addReceiver(*core, session); status != 0) {
@@ -484,7 +404,7 @@ int run(const host::HostOptions& options) {
     }
     runEventLoop(session);
     ISonaCore::destroy();
-    qInstallMessageHandler(silentLog);
+    host::LibraryLog::silence();
     return finishRun(session);
 }
 
@@ -523,24 +443,27 @@ std::unique_ptr<host::NetworkSandbox> startDemo(host::HostOptions& options) {
 }
 
 int discover(const host::HostOptions& options) {
-    std::string adapterName;
-    std::vector<host::DiscoveredStream> streams;
-    std::uint64_t kernelDrops = 0;
-    if (const int status = listenForStreams(options, adapterName, streams, kernelDrops); status != 0) {
+    host::HeardStreams heard;
+    if (const int status = host::StreamChoice::listen(options, std::string(), wasInterrupted, heard);
+        status != 0) {
         return status;
     }
-    printStreams(adapterName, options.discoverySeconds, streams, kernelDrops);
+    host::StreamChoice::print(heard, options.discoverySeconds, interrupted != 0);
     return 0;
 }
 
 int monitor(host::HostOptions& options, bool demo) {
-    if (!demo && !options.macGiven) {
+    std::unique_ptr<host::DeliveryRecorder> recorder;
+    if (!openRecorder(options, recorder)) {
+        return 2;
+    }
+    if (!demo) {
         if (int status = 0; !chooseStream(options, status)) {
             return status;
         }
     }
     try {
-        return run(options);
+        return run(options, std::move(recorder));
     } catch (const std::exception& failure) {
         std::cerr << "The library refused the set-up: " << failure.what() << "\n";
         ISonaCore::destroy();
@@ -551,10 +474,11 @@ int monitor(host::HostOptions& options, bool demo) {
 } // namespace
 
 int main(int argc, char** argv) {
-    qInstallMessageHandler(libraryLog);
     host::HostOptions options;
     std::string error;
-    if (!host::HostOptions::parse(argc, argv, options, error)) {
+    const bool parsed = host::HostOptions::parse(argc, argv, options, error);
+    host::LibraryLog::install(options.verbose);
+    if (!parsed) {
         std::cerr << error << "\n";
         return 2;
     }
@@ -580,9 +504,9 @@ int main(int argc, char** argv) {
     std::unique_ptr<host::NetworkSandbox> sandbox;
     if (options.adapter.empty()) {
         // The demo's talker sends its own channels unless the command line gave others.
-        if (!options.channelsGiven &&
-            !options.useStream(options.deviceKey, host::NetworkSandbox::demoChannels, options.samplesPerFrame,
-                               error)) {
+        host::StreamFormat demoStream = options.stream;
+        demoStream.channels = host::NetworkSandbox::demoChannels;
+        if (!options.useStream(options.deviceKey, demoStream, error)) {
             std::cerr << error << "\n";
             return 2;
         }
