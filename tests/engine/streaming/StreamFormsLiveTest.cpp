@@ -232,6 +232,30 @@ TEST_F(StreamFormsLive, DeviceStatingInt32WhileItsTalkerSendsInt16IsToldOnce) {
     EXPECT_EQ(written(0), 0U);
 }
 
+TEST_F(StreamFormsLive, FormatChangeMidStreamIsRefusedUntilTheFramesAgreeAgain) {
+    sonacore::DeviceConfiguration device("device", &buffer, sonacore::SampleFormat::Int32, 2,
+                                         samplesPerFrame);
+    listen(device, true);
+    talk(2, {"--format", "int32", "--vlan", "2:3"});
+    ASSERT_TRUE(testsupport::spinUntil([&] { return written(0) >= frames * samplesPerFrame; }, 10000ms))
+        << written(0) << " samples" << whereFramesWent();
+    talk(2, {"--format", "float32", "--vlan", "2:3"});
+    const std::string refusal =
+        "Device 00a0c9112233 is configured for Int32 samples, but its frames state "
+        "Float32 samples, so their audio is refused until the two agree: configure the "
+        "device with the format its talker sends.";
+    ASSERT_TRUE(testsupport::spinUntil([&] { return said(refusal); }, 10000ms)) << whereFramesWent();
+    talk(2, {"--format", "int32", "--vlan", "2:3"});
+    // The first frame of each new talker starts its own sequence and is counted missed; the others of the
+    // second Int32 run arrive.
+    ASSERT_TRUE(
+        testsupport::spinUntil([&] { return written(0) >= (2 * frames - 1) * samplesPerFrame; }, 10000ms))
+        << written(0) << " samples" << whereFramesWent();
+    testsupport::spinFor(200ms);
+    EXPECT_EQ(std::count(texts.begin(), texts.end(), refusal), 1);
+    EXPECT_EQ(written(0), (2 * frames - 1) * samplesPerFrame);
+}
+
 TEST_F(StreamFormsLive, NonFiniteFloatsArriveAsZeroAndAreReported) {
     sonacore::DeviceConfiguration device("device", &buffer, sonacore::SampleFormat::Float32, 1,
                                          samplesPerFrame);
