@@ -216,6 +216,36 @@ void AvtpPacketReceiver::writeAudioSamplesToBuffer(const std::uint8_t* frame, co
     writeSamples(untaggedView(frame, currentFrameLength), deviceKey, devices(), nullptr);
 }
 
+namespace {
+
+// Writes `total` channel samples of `sampleBytes` bytes each, instant by instant, each channel's into its
+// buffer, converted by `decode`. Buffers of channels from `channels` on get nothing. The caller has checked
+// that the payload holds them all.
+template <typename Decode>
+void writeInterleaved(const std::uint8_t* payload,
+                      const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers, std::uint32_t channels,
+                      std::uint64_t total, std::uint64_t sampleBytes, Decode decode) {
+    const std::uint64_t stride = std::uint64_t{channels} * sampleBytes;
+    const std::uint8_t* instant = payload;
+    std::uint64_t written = 0;
+    for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
+        std::uint64_t byteOffset = 0;
+        std::uint64_t channel = 0;
+        for (const auto& buffer : buffers) {
+            if (buffer && channel < channels) {
+                const float sample = decode(instant + byteOffset);
+                buffer->writeSample(&sample);
+                byteOffset += sampleBytes;
+                ++written;
+            }
+            ++channel;
+        }
+        instant += stride;
+    }
+}
+
+} // namespace
+
 void AvtpPacketReceiver::writeSamples(const FrameView& view, const std::string& deviceKey,
                                       const DeviceTable& table, AvtpPacketChecker* checker) {
     const auto buffersEntry = table.audioBuffers.find(deviceKey);
@@ -260,55 +290,11 @@ void AvtpPacketReceiver::writeSamples(const FrameView& view, const std::string& 
                           ingest);
         return;
     }
-
-    const std::uint64_t stride =
-        static_cast<std::uint64_t>(static_cast<std::uint32_t>(channels)) * sampleSize;
-    const std::uint8_t* instant = view.payload;
-    std::uint64_t written = 0;
-    for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
-        std::uint64_t byteOffset = 0;
-        std::uint64_t channel = 0;
-        for (const auto& buffer : buffers) {
-            if (buffer && channel < static_cast<std::uint32_t>(channels)) {
-                const float sample = sampleConverter.convertFromBigEndian(instant + byteOffset, sampleSize);
-                buffer->writeSample(&sample);
-                byteOffset += sampleSize;
-                ++written;
-            }
-            ++channel;
-        }
-        instant += stride;
-    }
+    writeInterleaved(view.payload, buffers, static_cast<std::uint32_t>(channels), total, sampleSize,
+                     [this, sampleSize](const std::uint8_t* bytes) {
+                         return sampleConverter.convertFromBigEndian(bytes, sampleSize);
+                     });
 }
-
-namespace {
-
-// The samples of `total` channel samples, instant by instant, each channel's into its buffer, as the loop
-// of a device without a stated format does. The caller has checked that the payload holds them all.
-template <std::uint32_t SampleBytes, typename Decode>
-void writeInterleaved(const std::uint8_t* payload,
-                      const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers, std::uint32_t channels,
-                      std::uint64_t total, Decode decode) {
-    const std::uint64_t stride = std::uint64_t{channels} * SampleBytes;
-    const std::uint8_t* instant = payload;
-    std::uint64_t written = 0;
-    for (std::uint64_t sampleInstant = 0; written < total && sampleInstant < total; ++sampleInstant) {
-        std::uint64_t byteOffset = 0;
-        std::uint64_t channel = 0;
-        for (const auto& buffer : buffers) {
-            if (buffer && channel < channels) {
-                const float sample = decode(instant + byteOffset);
-                buffer->writeSample(&sample);
-                byteOffset += SampleBytes;
-                ++written;
-            }
-            ++channel;
-        }
-        instant += stride;
-    }
-}
-
-} // namespace
 
 void AvtpPacketReceiver::writeStatedFormat(const std::uint8_t* payload,
                                            const std::vector<std::shared_ptr<AvbAudioBuffer>>& buffers,
@@ -316,19 +302,19 @@ void AvtpPacketReceiver::writeStatedFormat(const std::uint8_t* payload,
                                            const std::string& deviceKey, DeviceIngest& ingest) {
     switch (ingest.sampleFormat) {
     case sonacore::SampleFormat::Int16:
-        writeInterleaved<2>(payload, buffers, channels, total, [this](const std::uint8_t* bytes) {
+        writeInterleaved(payload, buffers, channels, total, 2, [this](const std::uint8_t* bytes) {
             return sampleConverter.convertFromBigEndian(bytes, 2);
         });
         break;
     case sonacore::SampleFormat::Int24:
-        writeInterleaved<3>(payload, buffers, channels, total, aaf::int24ToFloat);
+        writeInterleaved(payload, buffers, channels, total, 3, aaf::int24ToFloat);
         break;
     case sonacore::SampleFormat::Int32:
-        writeInterleaved<4>(payload, buffers, channels, total, aaf::int32ToFloat);
+        writeInterleaved(payload, buffers, channels, total, 4, aaf::int32ToFloat);
         break;
     case sonacore::SampleFormat::Float32: {
         std::uint64_t nonFinite = 0;
-        writeInterleaved<4>(payload, buffers, channels, total, [&nonFinite](const std::uint8_t* bytes) {
+        writeInterleaved(payload, buffers, channels, total, 4, [&nonFinite](const std::uint8_t* bytes) {
             return aaf::float32ToFloat(bytes, nonFinite);
         });
         if (nonFinite != 0) {
