@@ -2,6 +2,7 @@
 // frame (format code, channels, samples per frame, tag), the options that take it, the configurations made
 // of it, and what the choice of the stream says to the user.
 #include "StreamSetup.h"
+#include "AafFrameBuilder.h"
 #include "HostOptions.h"
 #include "StreamChoice.h"
 #include "StreamDiscovery.h"
@@ -34,7 +35,7 @@ using sonacore::SampleFormat;
 namespace {
 
 // One AAF frame's headers, 16-bit stereo of 6 samples at 48 kHz from 02:53:43:00:00:01 unless told
-// otherwise, with the offsets from the first byte of an untagged Ethernet header spelt out here.
+// otherwise, with the stream ID of its source address; tagged for VLAN `vlanId` with priority 3.
 struct Frame {
     std::uint8_t lastSourceByte = 0x01;
     std::optional<std::uint16_t> vlanId;
@@ -45,33 +46,18 @@ struct Frame {
     std::uint16_t dataLength = 24;
 
     std::vector<std::uint8_t> build() const {
-        std::vector<std::uint8_t> frame(38 + dataLength, 0);
-        const std::array<std::uint8_t, 6> source{{0x02, 0x53, 0x43, 0x00, 0x00, lastSourceByte}};
-        for (std::size_t index = 0; index < 6; ++index) {
-            frame[index] = static_cast<std::uint8_t>(0x91 + index);
-            frame[6 + index] = source[index];
-        }
-        std::size_t shift = 0;
+        toolstest::AafFrame frame;
+        frame.source = {{0x02, 0x53, 0x43, 0x00, 0x00, lastSourceByte}};
+        frame.streamId = 0x0253430000000001 | (std::uint64_t{lastSourceByte} << 16);
         if (vlanId) {
-            frame.insert(frame.begin() + 12, {0x81, 0x00, static_cast<std::uint8_t>(0x60 | (*vlanId >> 8)),
-                                              static_cast<std::uint8_t>(*vlanId)});
-            shift = 4;
+            frame.tag = static_cast<std::uint16_t>(0x6000 | *vlanId);
         }
-        frame[shift + 12] = 0x22;
-        frame[shift + 13] = 0xf0;
-        frame[shift + 14] = 2;
-        frame[shift + 15] = 0x81;
-        for (std::size_t index = 0; index < 6; ++index) {
-            frame[shift + 18 + index] = source[index];
-        }
-        frame[shift + 25] = 0x01;
-        frame[shift + 30] = format;
-        frame[shift + 31] = static_cast<std::uint8_t>((rateCode << 4) | (channels >> 8));
-        frame[shift + 32] = static_cast<std::uint8_t>(channels);
-        frame[shift + 33] = bitDepth;
-        frame[shift + 34] = static_cast<std::uint8_t>(dataLength >> 8);
-        frame[shift + 35] = static_cast<std::uint8_t>(dataLength);
-        return frame;
+        frame.format = format;
+        frame.rateCode = rateCode;
+        frame.channels = channels;
+        frame.bitDepth = bitDepth;
+        frame.dataLength = dataLength;
+        return frame.build();
     }
 };
 
