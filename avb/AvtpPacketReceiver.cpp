@@ -91,6 +91,7 @@ void AvtpPacketReceiver::addStreamingDevice(const std::string& deviceKey,
     ingest->acceptVlanTagged = acceptVlanTagged;
     table->ingest[deviceKey] = std::move(ingest);
     table->acceptsVlanTagged = table->acceptsVlanTagged || acceptVlanTagged;
+    table->statesSampleFormats = table->statesSampleFormats || configuration->isSampleFormatStated();
     auto& buffers = table->audioBuffers[deviceKey];
     for (std::uint64_t channel = 0; channel < channelAmount; ++channel) {
         buffers.push_back(std::make_shared<AvbAudioBuffer>(deviceKey + "_Ch" + std::to_string(channel),
@@ -255,8 +256,11 @@ void AvtpPacketReceiver::writeSamples(const FrameView& view, const std::string& 
                                " No buffer exists for the given device.");
         return;
     }
-    DeviceIngest& ingest = *table.ingest.at(deviceKey);
-    if (ingest.sampleFormatStated && !isFormatAccepted(view, deviceKey, ingest)) {
+    // Only a receiver with a device that states its format looks the device's format up, so that the
+    // frames of the others take no extra step.
+    DeviceIngest* ingest = table.statesSampleFormats ? table.ingest.at(deviceKey).get() : nullptr;
+    const bool statedFormat = ingest != nullptr && ingest->sampleFormatStated;
+    if (statedFormat && !isFormatAccepted(view, deviceKey, *ingest)) {
         return;
     }
     // The table is immutable and outlives this call, so its buffers stay alive during the write.
@@ -285,9 +289,9 @@ void AvtpPacketReceiver::writeSamples(const FrameView& view, const std::string& 
                                "Packet audio data won't be extracted for device: ", deviceKey);
         return;
     }
-    if (ingest.sampleFormatStated) {
+    if (statedFormat) {
         writeStatedFormat(view.payload, buffers, static_cast<std::uint32_t>(channels), total, deviceKey,
-                          ingest);
+                          *ingest);
         return;
     }
     writeInterleaved(view.payload, buffers, static_cast<std::uint32_t>(channels), total, sampleSize,

@@ -115,6 +115,7 @@ private:
         // Shared by every later table, so that what the capture thread remembers survives an added device.
         std::map<std::string, std::shared_ptr<DeviceIngest>> ingest;
         bool acceptsVlanTagged = false;
+        bool statesSampleFormats = false;
     };
 
     // One frame as the checks read it: its untagged header, and its samples with the captured bytes that hold
