@@ -7,18 +7,19 @@
 #include <QThreadPool>
 
 #include <exception>
-#include <shared_mutex>
+#include <mutex>
 
 namespace pcapplus {
 namespace {
 
-// The class-wide callback. Frames take it shared for the length of their call; replacing it takes it
-// exclusively, so a receiver that is replaced (or whose sniffer ends) is never called afterwards.
-std::shared_mutex callbackMutex;
+// The class-wide callback. Each frame holds the lock for the length of its call, so the capture threads of
+// several adapters take turns in the one receiver, whose packet checkers and buffers expect one writer; and
+// a receiver that is replaced (or whose sniffer ends) is never called afterwards.
+std::mutex callbackMutex;
 PacketCallback packetCallback = &PcapPacketSniffer::dummyPacketHandler;
 
 void replaceCallback(PacketCallback callback) {
-    std::unique_lock<std::shared_mutex> lock(callbackMutex);
+    std::lock_guard<std::mutex> lock(callbackMutex);
     packetCallback = std::move(callback);
 }
 
@@ -43,12 +44,20 @@ PcapPacketSniffer::PcapPacketSniffer(const PcapDeviceInfo& info, int snapLength,
       deviceInfo(info) {
     loopState->dropWatch.setReport(
         [this](std::uint64_t dropped, std::uint64_t total) { reportKernelDrops(dropped, total); });
+    {
+        std::lock_guard<std::mutex> lock(loopState->mutex);
+        loopState->loopFailed = [this](const std::string& error) { reportCaptureLost(error); };
+    }
     configure(info, snapLength, promiscuous, timeoutMs);
 }
 
 PcapPacketSniffer::~PcapPacketSniffer() {
     // First, so that a loop still running reports nothing through a sniffer that is going away.
     loopState->dropWatch.clearReport();
+    {
+        std::lock_guard<std::mutex> lock(loopState->mutex);
+        loopState->loopFailed = nullptr;
+    }
     replaceCallback(&PcapPacketSniffer::dummyPacketHandler);
     stop();
     waitForLoops();
@@ -68,6 +77,9 @@ void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, in
         return;
     }
     deviceInfo = PcapDeviceInfo(info.getDeviceNumber(), info.getDeviceName(), info.getDeviceDescription());
+    openSnapLength = snapLength;
+    openPromiscuous = promiscuous;
+    openTimeoutMs = timeoutMs;
 
     std::string error;
     PcapHandle handle = openAdapter(snapLength, promiscuous, timeoutMs, error);
@@ -81,6 +93,7 @@ void PcapPacketSniffer::configure(const PcapDeviceInfo& info, int snapLength, in
             waitForLoops();
         }
         pcapHandle = std::move(handle);
+        captureLost.store(false);
         loopState->dropWatch.restart();
         text = "Successfully configured adapter number " + std::to_string(deviceInfo.getDeviceNumber());
         configured = true;
@@ -149,6 +162,8 @@ bool PcapPacketSniffer::setFilter(const std::string& expression, int optimize, b
         filterActive = true;
         text += " enabled";
         filterExpression = expression;
+        filterOptimize = optimize;
+        filterNetmask = netmask;
     } else {
         text += std::string(": cannot be set! Error message: ") + pcap_geterr(pcapHandle.get());
         filterActive = false;
@@ -161,12 +176,17 @@ bool PcapPacketSniffer::setFilter(const std::string& expression, int optimize, b
 }
 
 void PcapPacketSniffer::registerPacketReceiver(PcapPacketReceiverBase& receiver) {
-    replaceCallback(receiver.getCallbackConnector());
+    ownReceiver = receiver.getCallbackConnector();
+    replaceCallback(ownReceiver);
     receiver.bindReceiver(deviceInfo.getDeviceNumber());
     receiverName = receiver.getReceiverName();
     const std::string text = "Registered: " + receiverName;
     sonacore::log::debug("registerPacketReceiver", sonacore::log::name(name), text);
     emitStatus(text);
+}
+
+void PcapPacketSniffer::setPerAdapterCapture(bool enabled) {
+    perAdapterCapture = enabled;
 }
 
 void PcapPacketSniffer::start() {
@@ -176,13 +196,20 @@ void PcapPacketSniffer::start() {
         emitStatus(text);
         return;
     }
+    // A handle whose loop failed is dead for good (an adapter that went away and came back is a new
+    // interface), so it is opened anew; while the adapter is missing the start goes no further.
+    if (captureLost.load() && !reopenAfterLoss()) {
+        return;
+    }
     sonacore::log::debug("start", sonacore::log::name(name), "Start listening");
 
     {
         std::lock_guard<std::mutex> lock(loopState->mutex);
         ++loopState->pending;
     }
-    eventLoop = new RunPcapEventLoop(name, pcapHandle.get(), loopState, &PcapPacketSniffer::pcapCallback);
+    eventLoop = new RunPcapEventLoop(name, deviceInfo.getDeviceName(), pcapHandle.get(), loopState,
+                                     &PcapPacketSniffer::pcapCallback,
+                                     perAdapterCapture ? ownReceiver : PacketCallback());
     eventLoop->setAutoDelete(true);
     // Each listening sniffer holds one pool thread for as long as it listens. The pool grows rather than
     // queue a capture loop behind others, which would leave frames unread and a later close waiting.
@@ -220,10 +247,14 @@ std::string PcapPacketSniffer::toString() const {
 
 void PcapPacketSniffer::pcapCallback(unsigned char* user, const pcap_pkthdr* header,
                                      const unsigned char* frame) {
-    static_cast<void>(user);
     try {
-        std::shared_lock<std::shared_mutex> lock(callbackMutex);
-        packetCallback(nullptr, header, frame);
+        if (user != nullptr) {
+            // Per-adapter capture: the loop's own receiver, which only this thread calls.
+            (*reinterpret_cast<PacketCallback*>(user))(nullptr, header, frame);
+        } else {
+            std::lock_guard<std::mutex> lock(callbackMutex);
+            packetCallback(nullptr, header, frame);
+        }
     } catch (const std::exception& error) {
         sonacore::log::warning("pcapCallback", "Frame handling failed: ", error.what());
     } catch (...) {
@@ -253,6 +284,28 @@ void PcapPacketSniffer::reportKernelDrops(std::uint64_t dropped, std::uint64_t t
                              std::to_string(total) + ")";
     sonacore::log::warning("reportKernelDrops", sonacore::log::name(name), text);
     emitStatus(text, sonacore::constants::messageTypeWarning);
+}
+
+void PcapPacketSniffer::reportCaptureLost(const std::string& error) {
+    captureLost.store(true);
+    listening.store(false);
+    const std::string text =
+        "Capture on adapter '" + deviceInfo.getDeviceName() + "' failed and has stopped: " + error;
+    sonacore::log::warning("run", sonacore::log::name(name), text);
+    emitStatus(text, sonacore::constants::messageTypeWarning);
+}
+
+bool PcapPacketSniffer::reopenAfterLoss() {
+    const std::string filter = filterActive ? filterExpression : std::string();
+    configure(deviceInfo, openSnapLength, openPromiscuous, openTimeoutMs);
+    if (!captureLost.load()) {
+        // configure() took the new handle.
+        if (!filter.empty()) {
+            setFilter(filter, filterOptimize, filterNetmask);
+        }
+        return true;
+    }
+    return false;
 }
 
 void PcapPacketSniffer::emitStatus(const std::string& text, const std::string& type) {

@@ -21,7 +21,14 @@ namespace pcapplus {
 
 // Owns one libpcap capture handle on one adapter and runs its capture loop on a thread of the global
 // QThreadPool. Every frame of every sniffer of the process goes through one class-wide callback, which
-// registerPacketReceiver replaces: the receiver registered last gets the frames of all sniffers.
+// registerPacketReceiver replaces: the receiver registered last gets the frames of all sniffers. Calls into
+// it are serialised, so that two adapters' capture threads never run one receiver at the same time. A
+// sniffer set to per-adapter capture hands its frames to its own registered receiver instead, on its own
+// capture thread, without that lock.
+//
+// A capture loop that ends with an error (the adapter went down or disappeared) ends the listening: the
+// sniffer reports it with libpcap's text and the adapter's name, and a later start() opens the adapter
+// anew, with the filter in force, before it listens again.
 //
 // Thread affinity: set-up, start and stop run on the caller's thread; the loop and the whole packet path on
 // the pool thread. Nothing here throws: failures end in a log line and a StatusMessage.
@@ -46,8 +53,13 @@ public:
     // Compiles the expression and sets it on the handle; true when the filter is in force.
     bool setFilter(const std::string& expression, int optimize, bpf_u_int32 netmask);
     // Points the class-wide callback to `receiver`, binds it to this adapter and takes its name. The
-    // receiver must stay alive until another receiver is registered or every sniffer is gone.
+    // receiver must stay alive until another receiver is registered or every sniffer is gone; with
+    // per-adapter capture, until this sniffer is gone.
     void registerPacketReceiver(PcapPacketReceiverBase& receiver);
+    // On: the capture loops started from now on hand this adapter's frames to the receiver registered on this
+    // sniffer only. Off (the default): to the class-wide callback. The caller's thread.
+    void setPerAdapterCapture(bool enabled);
+    bool isPerAdapterCapture() const { return perAdapterCapture; }
 
     std::string toString() const override;
     std::string getName() const { return name; }
@@ -72,8 +84,9 @@ public:
     // cleared when the adapter opens; libpcap takes less when the kernel cannot give this much.
     static constexpr int kernelRingBytes = 160 << 20;
 
-    // Hands a frame to the class-wide callback; the function given to pcap_loop. It lets no exception
-    // through to libpcap.
+    // Hands a frame to the class-wide callback, under a lock that serialises the capture threads, or, when
+    // `user` is set, to the PacketCallback it points to; the function given to pcap_loop. It lets no
+    // exception through to libpcap.
     static void pcapCallback(unsigned char* user, const pcap_pkthdr* header, const unsigned char* frame);
     // What the class-wide callback holds while no receiver is registered: a warning for each frame.
     static void dummyPacketHandler(unsigned char* user, const pcap_pkthdr* header,
@@ -87,6 +100,8 @@ public slots:
 
 signals:
     // Status of configuration, filter, listening and stop, emitted on the thread of the call that caused it.
+    // When a capture loop ends with an error: "Capture on adapter '<name>' failed and has stopped: " and
+    // libpcap's text, of type "WARNING", emitted on the capture thread once the listening has ended.
     // While capturing, also "Capture dropped N frames in the kernel (total T)", of type "WARNING", emitted on
     // the capture thread only when the kernel has dropped frames since the previous one (N since then, T
     // since the adapter was opened): at most once a second while frames arrive, and once more as a capture
@@ -98,6 +113,11 @@ private:
     PcapHandle openAdapter(int snapLength, int promiscuous, int timeoutMs, std::string& error);
     // On the capture thread: logs the drops at warning level and sends them as a StatusMessage.
     void reportKernelDrops(std::uint64_t dropped, std::uint64_t total);
+    // On the capture thread, as a loop ends with `error`: ends the listening and reports it.
+    void reportCaptureLost(const std::string& error);
+    // Opens the adapter again with the settings of the latest configure, and sets the filter in force on it.
+    // False when it cannot be opened.
+    bool reopenAfterLoss();
     void emitStatus(const std::string& text,
                     const std::string& type = sonacore::constants::messageTypeInformation);
 
@@ -110,6 +130,18 @@ private:
     std::string receiverName = "None";
     // The open adapter; closed when replaced by a new configure or when the sniffer goes.
     PcapHandle pcapHandle;
+    // What the latest configure was given, for reopening after a lost adapter.
+    int openSnapLength = 0;
+    int openPromiscuous = 0;
+    int openTimeoutMs = 0;
+    // The settings of the filter in force, for the same reason.
+    int filterOptimize = 1;
+    bpf_u_int32 filterNetmask = PCAP_NETMASK_UNKNOWN;
+    // The receiver registered on this sniffer, for per-adapter capture.
+    PacketCallback ownReceiver;
+    bool perAdapterCapture = false;
+    // Set on the capture thread when a loop ended with an error; the next start reopens the adapter.
+    std::atomic<bool> captureLost{false};
     // The runnable handed to the pool latest. The pool deletes it; it is never dereferenced here.
     RunPcapEventLoop* eventLoop = nullptr;
     const std::shared_ptr<CaptureLoopState> loopState = std::make_shared<CaptureLoopState>();

@@ -1,5 +1,6 @@
 #include "pcapplus/RunPcapEventLoop.h"
 
+#include "pcapplus/LinkWatch.h"
 #include "sonacore/Log.h"
 
 #include <utility>
@@ -13,10 +14,11 @@ thread_local RunPcapEventLoop* activeLoop = nullptr;
 
 } // namespace
 
-RunPcapEventLoop::RunPcapEventLoop(std::string snifferName, pcap_t* pcapHandle,
-                                   std::shared_ptr<CaptureLoopState> state, pcap_handler callback)
-    : QObject(nullptr), snifferName(std::move(snifferName)), pcapHandle(pcapHandle), state(std::move(state)),
-      callback(callback) {}
+RunPcapEventLoop::RunPcapEventLoop(std::string snifferName, std::string deviceName, pcap_t* pcapHandle,
+                                   std::shared_ptr<CaptureLoopState> state, pcap_handler callback,
+                                   PacketCallback target)
+    : QObject(nullptr), snifferName(std::move(snifferName)), deviceName(std::move(deviceName)),
+      pcapHandle(pcapHandle), state(std::move(state)), callback(callback), target(std::move(target)) {}
 
 RunPcapEventLoop::~RunPcapEventLoop() {
     sonacore::log::debug("~RunPcapEventLoop", sonacore::log::name(snifferName), "Released!");
@@ -32,16 +34,44 @@ void RunPcapEventLoop::run() {
     }
     sonacore::log::debug("run", sonacore::log::name(snifferName), "PCAP listener active");
     activeLoop = this;
-    pcap_loop(pcapHandle, 0, callback, nullptr);
+    std::string error;
+    const int result = captureUntilBreakOrLoss(error);
     activeLoop = nullptr;
     state->dropWatch.captureEnded(pcapHandle);
     sonacore::log::debug("run", sonacore::log::name(snifferName), "PCAP listener INACTIVE");
     {
         std::lock_guard<std::mutex> lock(state->mutex);
+        if (result == PCAP_ERROR && state->loopFailed) {
+            state->loopFailed(error);
+        }
         state->inLoop = false;
         --state->pending;
     }
     state->changed.notify_all();
+}
+
+int RunPcapEventLoop::captureUntilBreakOrLoss(std::string& error) {
+    // Written by the watch's thread, read here only after that thread has been joined.
+    std::string linkLoss;
+    int result = 0;
+    {
+        LinkWatch watch(deviceName, [&](const std::string& reason) {
+            linkLoss = reason;
+            pcap_breakloop(pcapHandle);
+        });
+        unsigned char* user = target ? reinterpret_cast<unsigned char*>(&target) : nullptr;
+        result = pcap_loop(pcapHandle, 0, callback, user);
+    }
+    // The watch has ended here. A break ends the loop with PCAP_ERROR_BREAK, whether a stop or the watch
+    // made it; only an adapter that went away ends it with PCAP_ERROR, whose text is read while the handle
+    // is certainly open: the sniffer closes it only once this loop is no longer pending.
+    if (result == PCAP_ERROR) {
+        error = pcap_geterr(pcapHandle);
+    } else if (!linkLoss.empty()) {
+        error = linkLoss;
+        result = PCAP_ERROR;
+    }
+    return result;
 }
 
 void RunPcapEventLoop::frameHandedOver() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "pcapplus/KernelDropWatch.h"
+#include "pcapplus/PcapPacketReceiverBase.h"
 
 #include <QObject>
 #include <QRunnable>
@@ -8,6 +9,7 @@
 #include <pcap/pcap.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -24,17 +26,25 @@ struct CaptureLoopState {
     int pending = 0;
     bool inLoop = false;
     KernelDropWatch dropWatch;
+    // Called, under `mutex`, on the capture thread when pcap_loop ends with an error (the adapter went down
+    // or away), with libpcap's error text. Cleared under `mutex` by a sniffer that goes away.
+    std::function<void(const std::string& error)> loopFailed;
 };
 
-// Sits in pcap_loop on a thread of the global QThreadPool until pcap_breakloop. The handle is not owned;
+// Sits in pcap_loop on a thread of the global QThreadPool until pcap_breakloop, or until the adapter is lost:
+// an error of pcap_loop, or the adapter going down (LinkWatch). The handle is not owned;
 // the sniffer closes it only after this runnable has finished. Deleted by the pool after run().
 class RunPcapEventLoop : public QObject, public QRunnable {
     Q_OBJECT
 
 public:
     // The caller has already counted this runnable as pending in `state`.
-    RunPcapEventLoop(std::string snifferName, pcap_t* pcapHandle, std::shared_ptr<CaptureLoopState> state,
-                     pcap_handler callback);
+    // With a `target`, the callback is handed a pointer to it as its user argument with every frame, so that
+    // this loop's frames reach that target alone; without one, the user argument is null.
+    // `deviceName` is the adapter's, watched for going down while the loop runs.
+    RunPcapEventLoop(std::string snifferName, std::string deviceName, pcap_t* pcapHandle,
+                     std::shared_ptr<CaptureLoopState> state, pcap_handler callback,
+                     PacketCallback target = {});
     ~RunPcapEventLoop() override;
 
     void run() override;
@@ -44,10 +54,15 @@ public:
     static void frameHandedOver();
 
 private:
+    // pcap_loop, with the adapter watched; returns pcap_loop's result and, for a loss, the reason.
+    int captureUntilBreakOrLoss(std::string& error);
+
     const std::string snifferName;
+    const std::string deviceName;
     pcap_t* const pcapHandle;
     const std::shared_ptr<CaptureLoopState> state;
     const pcap_handler callback;
+    PacketCallback target;
 };
 
 } // namespace pcapplus

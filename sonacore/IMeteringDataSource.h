@@ -15,8 +15,10 @@ public:
     virtual ~IMeteringDataSource();
 
     // Binds the host's function; it runs on the thread that added the processor, inside that thread's Qt
-    // event loop. Only the first function bound stays: a second call returns true and changes nothing. Always
-    // true. Bind before starting the processor: a result that arrives unbound is logged and dropped.
+    // event loop. Only the first function bound stays: a second call returns true and changes nothing. True
+    // until ISonaCore::destroy(); after it, a call logs the warning "The library has been destroyed, so this
+    // call does nothing", binds nothing and returns false. Bind before starting the processor: a result that
+    // arrives unbound is logged and dropped.
     virtual bool bindChannelCallback(std::function<void(IChannelData&)> callback) = 0;
     virtual std::string toString() const = 0;
 };

@@ -25,6 +25,24 @@ public:
     // processor has finished the calculation in hand (milliseconds; at most 5 s for the processors), then
     // deletes every configuration object, each before what it refers to. Call it once, at the end of the
     // host's use of the library.
+    //
+    // After it, every handle and metering data source the host still holds is inert, and none of them touches
+    // freed memory, whether frames still arrive or not. Each call logs one warning, "The library has been
+    // destroyed, so this call does nothing", under the call's name and the handle's unique ID or adapter
+    // name:
+    // - IProcessorHandle: start() and stop() do nothing, isActive() and isBound() answer false;
+    //   getUniqueId() answers as before, without a warning;
+    // - INetworkReceiverHandle: start() and stop() do nothing (capture stays stopped), isRunning() answers
+    //   false; getReceiverUid() answers as before, without a warning;
+    // - IMeteringDataSource: bindChannelCallback() binds nothing and answers false.
+    // On the core, these throw after their warning, changing nothing:
+    // - removeProcessor and getMeteringDataSource: exceptions::ResourceNotAvailable, "The library has been
+    //   destroyed, so processor handle unique ID '<ID>' has no processor to remove" and "The library has been
+    //   destroyed, so no MeteringDataSource is available for processor handle unique ID: <ID>";
+    // - addRemoteStreamReceiver, addProcessor and addGeneratorProcessor: exceptions::InstanceNotCreateable,
+    //   "The library has been destroyed, so no stream or processor can be added any more", before the
+    //   configuration passed is touched (it may be deleted).
+    // setMessageReceiver works as before; a second destroy() logs its lines again and deletes nothing.
     static void destroy();
 
     virtual ~ISonaCore();
@@ -81,4 +99,13 @@ public:
     // std::bad_cast for a configuration not made by this library; nothing is created then.
     virtual sonacore::ihandles::IProcessorHandle*
     addGeneratorProcessor(sonacore::IProcessConfiguration& processConfiguration) = 0;
+    // Chooses where each adapter's frames go; call it before the first addRemoteStreamReceiver.
+    // - Off, the default: every adapter's capture thread hands its frames to the adapter opened last, one
+    //   thread at a time, so only the streams added on that adapter are heard, from every adapter.
+    // - On: each adapter's frames reach only the streams added on that adapter, and each adapter's capture
+    //   thread runs its own streams in parallel with the others. Use it to monitor two networks at once,
+    //   such as the two halves of a redundant system.
+    // After the first stream is added it logs the warning "setPerAdapterCapture" "Per-adapter capture is
+    // chosen before the first stream is added; it stays off" (or "on") and changes nothing.
+    virtual void setPerAdapterCapture(bool enabled) = 0;
 };

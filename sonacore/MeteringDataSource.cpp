@@ -1,6 +1,7 @@
 #include "sonacore/MeteringDataSource.h"
 
 #include "sonacore/Log.h"
+#include "sonacore/SonaCoreConstants.h"
 
 #include <utility>
 
@@ -18,6 +19,10 @@ MeteringDataSource::~MeteringDataSource() {
 }
 
 bool MeteringDataSource::bindChannelCallback(std::function<void(IChannelData&)> callback) {
+    if (retired) {
+        log::warning("bindChannelCallback", log::name(name), constants::destroyedLibraryWarning);
+        return false;
+    }
     // The table holds functions of the concrete record; the host's function sees it through its interface,
     // which a ChannelData is, so the reference converts implicitly.
     return channelCallbackManager.bindCallback(
@@ -26,6 +31,10 @@ bool MeteringDataSource::bindChannelCallback(std::function<void(IChannelData&)> 
 
 std::function<void(ChannelData&)> MeteringDataSource::getChannelCallback() const {
     return channelCallbackManager.getCallback(channelCallbackNumber);
+}
+
+void MeteringDataSource::retire() {
+    retired = true;
 }
 
 std::string MeteringDataSource::toString() const {

@@ -37,12 +37,16 @@ public:
     // so it may be taken before the host binds; until then results are logged and dropped. It refers to this
     // source and must not outlive it.
     std::function<void(ChannelData&)> getChannelCallback() const;
+    // After the library is destroyed: binding warns, changes nothing and answers false. Results already on
+    // their way still reach a function bound before.
+    void retire();
 
     // "MeteringDataSource: <name>\tAvailable channel callbacks: " followed by the table's text.
     std::string toString() const override;
 
 private:
     manager::CallbackManager<ChannelData> channelCallbackManager;
+    bool retired = false;
 };
 
 } // namespace sonacore

@@ -36,6 +36,8 @@ namespace {
 sonacore::SonaCore core;
 
 // The entries are nulled, not erased: the registries keep their size, and a second call deletes nothing.
+const std::string addingRefusal = "no stream or processor can be added any more";
+
 template <typename T> void deleteAll(std::vector<T*>& objects) {
     for (T*& object : objects) {
         if (object != nullptr) {
@@ -98,14 +100,24 @@ void SonaCore::registerMetaTypes() {
         "std::shared_ptr<sonacore::ChannelAmountChanged");
 }
 
+template <typename Exception>
+void SonaCore::refuseAfterDestroy(const char* method, const std::string& text) const {
+    if (destroyed) {
+        log::raise<Exception>(method, "The library has been destroyed, so " + text);
+    }
+}
+
 ihandles::INetworkReceiverHandle*
 SonaCore::addRemoteStreamReceiver(IStreamConfiguration& streamConfiguration) {
+    // Checked before the argument is touched: the configuration it names may be deleted already.
+    refuseAfterDestroy<exceptions::InstanceNotCreateable>("addRemoteStreamReceiver", addingRefusal);
     auto& configuration = dynamic_cast<StreamConfiguration&>(streamConfiguration);
     streamingEngine.addRemoteStreamReceiver(configuration);
     return &streamingEngine.getNetworkDeviceHandle(configuration.getNetworkDeviceInfo()->getDeviceName());
 }
 
 ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& processConfiguration) {
+    refuseAfterDestroy<exceptions::InstanceNotCreateable>("addProcessor", addingRefusal);
     // The buffer is looked up first, so that an unknown device or channel throws before anything exists.
     avb::AvbAudioBuffer* buffer = streamingEngine.getAudioBuffer(processConfiguration.getStreamDevice(),
                                                                  processConfiguration.getAudioChannel());
@@ -116,6 +128,7 @@ ihandles::IProcessorHandle* SonaCore::addProcessor(IProcessConfiguration& proces
 }
 
 ihandles::IProcessorHandle* SonaCore::addGeneratorProcessor(IProcessConfiguration& processConfiguration) {
+    refuseAfterDestroy<exceptions::InstanceNotCreateable>("addGeneratorProcessor", addingRefusal);
     auto& configuration = dynamic_cast<ProcessConfiguration&>(processConfiguration);
     engine::processing::ProcessorHandle* handle = processorEngine.addGeneratorProcessor(configuration);
     attachMeteringDataSource(configuration, handle);
@@ -136,11 +149,17 @@ void SonaCore::attachMeteringDataSource(const ProcessConfiguration& configuratio
 void SonaCore::removeProcessor(ihandles::IProcessorHandle& processorHandle) {
     // The metering source stays in the map: it lives on until the core ends.
     static_cast<void>(dynamic_cast<engine::processing::ProcessorHandle&>(processorHandle));
+    refuseAfterDestroy<exceptions::ResourceNotAvailable>(
+        "removeProcessor",
+        "processor handle unique ID '" + processorHandle.getUniqueId() + "' has no processor to remove");
     processorEngine.removeProcessor(&processorHandle);
 }
 
 IMeteringDataSource* SonaCore::getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) {
     const std::string uniqueId = processorHandle.getUniqueId();
+    refuseAfterDestroy<exceptions::ResourceNotAvailable>(
+        "getMeteringDataSource",
+        "no MeteringDataSource is available for processor handle unique ID: " + uniqueId);
     const auto found = meteringDataSources.find(uniqueId);
     if (found == meteringDataSources.end()) {
         log::raise<exceptions::ResourceNotAvailable>(
@@ -148,6 +167,10 @@ IMeteringDataSource* SonaCore::getMeteringDataSource(ihandles::IProcessorHandle&
             "The requested MeteringDataSource is not available for processor handle unique ID: " + uniqueId);
     }
     return found->second.get();
+}
+
+void SonaCore::setPerAdapterCapture(bool enabled) {
+    streamingEngine.setPerAdapterCapture(enabled);
 }
 
 void SonaCore::setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) {
@@ -171,6 +194,16 @@ void SonaCore::destroy() {
     streamingEngine.waitForCaptureEnd();
     // Likewise a stopped processor may be in the middle of a calculation that reads its configuration.
     processorEngine.waitForProcessorsIdle(std::chrono::seconds(5));
+    // Handles and sources that the host keeps must not reach what is deleted below.
+    destroyed = true;
+    processorEngine.retireHandles();
+    streamingEngine.retireHandles();
+    for (auto& [uniqueId, source] : meteringDataSources) {
+        source->retire();
+    }
+    for (auto& source : unmappedSources) {
+        source->retire();
+    }
     // Each kind goes before the kinds it refers to: stream before device, process before processor
     // configurations, device before buffer.
     log::debug("destroy", "Deleting stream configurations...");

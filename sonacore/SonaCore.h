@@ -31,6 +31,7 @@ public:
     IMeteringDataSource* getMeteringDataSource(ihandles::IProcessorHandle& processorHandle) override;
     void setMessageReceiver(std::function<void(std::shared_ptr<imessages::IBaseMessage>)> receiver) override;
     ihandles::IProcessorHandle* addGeneratorProcessor(IProcessConfiguration& processConfiguration) override;
+    void setPerAdapterCapture(bool enabled) override;
 
     // Hands a message to the host's receiver; with no receiver the message is dropped in silence. Reached
     // through an automatic connection, so a message raised on another thread arrives here queued.
@@ -39,6 +40,7 @@ public:
     // Stops all processors, then all capture, then deletes every configuration object of the registries, each
     // kind before the kinds it refers to.
     void destroy();
+    bool isDestroyed() const { return destroyed; }
     // Stops processing and capture without waiting; the engines stay in place.
     void stopEngines();
 
@@ -49,6 +51,8 @@ private:
     // Gives a new processor its metering data source, keyed by the handle's unique ID.
     void attachMeteringDataSource(const ProcessConfiguration& configuration,
                                   engine::processing::ProcessorHandle* handle);
+    // Throws `Exception` with `text`, after its warning under `method`, once destroy() has run.
+    template <typename Exception> void refuseAfterDestroy(const char* method, const std::string& text) const;
 
     engine::streaming::StreamingEngine streamingEngine;
     engine::processing::ProcessorEngine processorEngine;
@@ -58,6 +62,9 @@ private:
     // A source made for an ID that the map held already. Unique IDs make this impossible in use; the source
     // is kept rather than deleted because its processor's connection refers to it.
     std::vector<std::unique_ptr<MeteringDataSource>> unmappedSources;
+    // Set by destroy(): the configurations are gone, so nothing may be added or removed any more, and every
+    // handle and source the host holds is retired.
+    bool destroyed = false;
 };
 
 } // namespace sonacore

@@ -53,6 +53,11 @@ inline const std::string movingAverageActivityChanged = "MovingAverageActivityCh
 inline const std::string movingAverageWindowSizeChanged = "MovingAverageWindowSizeChanged";
 inline const std::string movingAverageWindowLengthChanged = "MovingAverageWindowLengthChanged";
 
+// What a handle or metering data source kept by the host answers with, as one warning, once the library
+// has been destroyed.
+inline const std::string destroyedLibraryWarning =
+    "The library has been destroyed, so this call does nothing";
+
 // Clock names and processor type names.
 inline const std::string internalClock = "Internal clock";
 inline const std::string externalClock = "External clock";

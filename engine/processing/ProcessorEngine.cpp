@@ -106,6 +106,10 @@ void ProcessorEngine::stop() {
     sonacore::log::debug("stop", "Processor engine stopped!");
 }
 
+void ProcessorEngine::retireHandles() {
+    processorHandleManager.retireAllHandles();
+}
+
 void ProcessorEngine::waitForProcessorsIdle(std::chrono::milliseconds limit) {
     // Each processor thread answers a queued marker once the event in hand is done; all are asked first, so
     // that they finish in parallel.

@@ -71,6 +71,8 @@ public:
     // `limit` has passed: after stop, a calculation still under way may read its configuration, which must
     // not be deleted before it ends. Later events find the processor stopped. The host's thread only.
     void waitForProcessorsIdle(std::chrono::milliseconds limit);
+    // Retires every handle for good: the library's tear-down, after stop and before the configurations go.
+    void retireHandles();
 
     // The socket of a unique ID, or null.
     ProcessorSocket* findSocket(const std::string& uniqueId) const;

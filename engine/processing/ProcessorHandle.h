@@ -18,6 +18,9 @@ namespace engine::processing {
 // start and stop signals, and isActive() answers with the processor's active flag. Unbinding takes the links
 // and the answer away: an unbound handle's start() and stop() reach nothing and isActive() answers false.
 //
+// Once the library is destroyed the handle is retired for good: every call logs one warning and does nothing
+// (isActive() and isBound() answer false), since the configuration its processor reads is gone.
+//
 // Thread affinity: the host's thread; start() and stop() run the processor's start and stop on the caller's
 // thread. Ownership: the ProcessorHandleManager; never deleted by the host.
 class ProcessorHandle : public QObject,
@@ -45,6 +48,9 @@ public:
     // true: only stores the flag (the socket installs the activity function first). false: stores it, takes
     // away every link to the start and stop signals, installs an answer of false and logs "Handle unbound!".
     void setHandleBound(bool bound);
+    // Unbinds for good, without the unbinding log line: from here on every call warns and does nothing.
+    void retire();
+    bool isRetired() const { return retired; }
 
 signals:
     // Carry the handle's unique ID. Emitted on the caller's thread of start() and stop(), under no lock;
@@ -53,9 +59,13 @@ signals:
     void stop(std::string uniqueId);
 
 private:
+    // Takes away both links and installs an answer of false.
+    void unlink();
+
     const std::string uniqueId;
     std::function<bool()> activityFunction;
     bool handleBound;
+    bool retired = false;
 };
 
 } // namespace engine::processing

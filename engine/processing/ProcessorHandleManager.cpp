@@ -64,7 +64,16 @@ bool ProcessorHandleManager::deactivateProcessorHandle(ProcessorSocket* socket) 
 
 void ProcessorHandleManager::stopAllHandles() {
     for (const auto& [uniqueId, handle] : processorHandles) {
-        handle->stop();
+        // A retired handle reaches nothing, and would only warn: the engine stops again at exit.
+        if (!handle->isRetired()) {
+            handle->stop();
+        }
+    }
+}
+
+void ProcessorHandleManager::retireAllHandles() {
+    for (const auto& [uniqueId, handle] : processorHandles) {
+        handle->retire();
     }
 }
 

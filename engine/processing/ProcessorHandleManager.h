@@ -35,8 +35,10 @@ public:
     // Unbinds the handle of the socket's unique ID and answers true; an unknown ID is warned about and
     // answers false.
     bool deactivateProcessorHandle(ProcessorSocket* socket);
-    // stop() on every handle, in key order; unbound handles reach nothing.
+    // stop() on every handle that is not retired, in key order; unbound handles reach nothing.
     void stopAllHandles();
+    // Retires every handle for good (ProcessorHandle::retire); the library's tear-down.
+    void retireAllHandles();
 
     // The handle of a unique ID, or null.
     ProcessorHandle* findHandle(const std::string& uniqueId) const;

@@ -1,6 +1,7 @@
 #include "engine/streaming/NetworkReceiverHandle.h"
 
 #include "sonacore/Log.h"
+#include "sonacore/SonaCoreConstants.h"
 
 #include <utility>
 
@@ -9,6 +10,14 @@ INetworkReceiverHandle::~INetworkReceiverHandle() = default;
 } // namespace sonacore::ihandles
 
 namespace engine::streaming {
+namespace {
+
+void warnRetired(const char* method, const std::string& receiverUid) {
+    sonacore::log::warning(method, sonacore::log::name(receiverUid),
+                           sonacore::constants::destroyedLibraryWarning);
+}
+
+} // namespace
 
 NetworkReceiverHandle::NetworkReceiverHandle(std::string receiverUid, std::function<bool()> runningQuery,
                                              QObject* parent)
@@ -19,15 +28,33 @@ NetworkReceiverHandle::NetworkReceiverHandle(std::string receiverUid, std::funct
 NetworkReceiverHandle::~NetworkReceiverHandle() = default;
 
 void NetworkReceiverHandle::start() {
+    if (retired) {
+        warnRetired("start", receiverUid);
+        return;
+    }
     emit start(receiverUid);
 }
 
 void NetworkReceiverHandle::stop() {
+    if (retired) {
+        warnRetired("stop", receiverUid);
+        return;
+    }
     emit stop(receiverUid);
 }
 
 bool NetworkReceiverHandle::isRunning() const {
+    if (retired) {
+        warnRetired("isRunning", receiverUid);
+        return false;
+    }
     return runningQuery();
+}
+
+void NetworkReceiverHandle::retire() {
+    disconnect(this, qOverload<std::string>(&NetworkReceiverHandle::start), nullptr, nullptr);
+    disconnect(this, qOverload<std::string>(&NetworkReceiverHandle::stop), nullptr, nullptr);
+    retired = true;
 }
 
 std::string NetworkReceiverHandle::getReceiverUid() const {

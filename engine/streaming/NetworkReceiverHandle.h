@@ -12,7 +12,9 @@ namespace engine::streaming {
 
 // The host's control of the capture on one adapter. start() and stop() emit the signals of the same name
 // with the adapter's name; the receiver that owns the handle connects them directly, so capture starts and
-// stops on the caller's thread. Lives and dies with its NetworkReceiver; never deleted by the host.
+// stops on the caller's thread. Lives and dies with its NetworkReceiver; never deleted by the host. Once the
+// library is destroyed the handle is retired for good: every call logs one warning and does nothing
+// (isRunning() answers false), since the settings its receiver writes with are gone.
 class NetworkReceiverHandle : public QObject,
                               public StringOverloadBase,
                               public sonacore::ihandles::INetworkReceiverHandle {
@@ -31,6 +33,9 @@ public:
     // "NetworkReceiverHandle\n\tControlled Network Receiver UID: " uid
     std::string toString() const override;
 
+    // Takes away the links to the receiver for good: from here on every call warns and does nothing.
+    void retire();
+
 signals:
     // Emitted on the caller's thread, with the adapter's name.
     void start(std::string receiverUid);
@@ -39,6 +44,7 @@ signals:
 private:
     const std::string receiverUid;
     const std::function<bool()> runningQuery;
+    bool retired = false;
 };
 
 } // namespace engine::streaming

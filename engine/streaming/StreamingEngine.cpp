@@ -52,6 +52,7 @@ void StreamingEngine::initiateNetworkReceiver(sonacore::StreamConfiguration& con
                                adapter.getDeviceName(), ")");
         throw exceptions::InstanceNotCreateable(text);
     }
+    receiver->setPerAdapterCapture(perAdapterCapture);
     networkReceivers[adapter.getDeviceName()] = std::move(receiver);
     sonacore::log::debug("initiateNetworkReceiver", "Network receiver initialized by configuration '",
                          configuration.getName(),
@@ -121,6 +122,28 @@ void StreamingEngine::stop() {
         }
     }
     sonacore::log::debug("stop", "Network receivers stopped!");
+}
+
+void StreamingEngine::setPerAdapterCapture(bool enabled) {
+    if (!networkReceivers.empty()) {
+        sonacore::log::warning(
+            "setPerAdapterCapture",
+            std::string("Per-adapter capture is chosen before the first stream is added; it "
+                        "stays ") +
+                (perAdapterCapture ? "on" : "off"));
+        return;
+    }
+    perAdapterCapture = enabled;
+    sonacore::log::debug("setPerAdapterCapture",
+                         std::string("Per-adapter capture ") + (enabled ? "on" : "off"));
+}
+
+void StreamingEngine::retireHandles() {
+    for (auto& [name, receiver] : networkReceivers) {
+        if (receiver != nullptr) {
+            receiver->getReceiverHandle().retire();
+        }
+    }
 }
 
 void StreamingEngine::waitForCaptureEnd() {

@@ -41,6 +41,13 @@ public:
     // Blocks until the capture loops of every receiver have returned: after stop, no frame is written into a
     // buffer any more. Never call it on a capture loop's thread.
     void waitForCaptureEnd();
+    // Retires the handle of every receiver for good: the library's tear-down, after stop and before the
+    // configurations go.
+    void retireHandles();
+    // On: each adapter's frames reach only the streams added on that adapter, each on its own capture thread.
+    // Off (the default): the frames of every adapter reach the receiver opened last. Takes effect only before
+    // the first stream is added; later it warns and changes nothing. Host's thread only.
+    void setPerAdapterCapture(bool enabled);
 
     // The filter every receiver captures with, and the one AVTP subtype accepted.
     static constexpr const char* defaultCaptureFilter = "ether proto 0x22f0";
@@ -60,6 +67,7 @@ private:
     const std::uint8_t avtpSubtype = defaultAvtpSubtype;
     std::map<std::string, std::unique_ptr<NetworkReceiver>> networkReceivers;
     std::map<std::string, std::string> streamRegistry;
+    bool perAdapterCapture = false;
 };
 
 } // namespace engine::streaming

@@ -1,7 +1,7 @@
 // A host that knows only the public interface adds a stream and waveform processors, and receives live
 // samples from our talker through the library, on a veth pair in a private network namespace.
-#include "SignalGenerator.h"
 #include "e2e/LiveAdapter.h"
+#include "e2e/TalkerSamples.h"
 #include "exceptions/SonaCoreException.h"
 #include "sonacore/IChannelAmountChanged.h"
 #include "sonacore/ISonaCore.h"
@@ -31,35 +31,8 @@ struct Deliveries {
     std::vector<std::vector<double>> y;
 };
 
-std::vector<double> talkerSamples(const std::string& signal, unsigned channel, std::uint64_t first,
-                                  std::uint64_t count) {
-    avtptalker::SignalGenerator generator = avtptalker::SignalGenerator::silence();
-    std::string error;
-    EXPECT_TRUE(avtptalker::SignalGenerator::parse(signal, channel, generator, error)) << error;
-    std::vector<double> samples;
-    for (std::uint64_t index = first; index < first + count; ++index) {
-        samples.push_back(static_cast<double>(static_cast<float>(generator.sampleAt(index)) / 32768.0f));
-    }
-    return samples;
-}
-
-// Equal sequences, or where and how they first differ.
-::testing::AssertionResult sameSamples(const std::vector<double>& actual,
-                                       const std::vector<double>& expected) {
-    const std::size_t common = std::min(actual.size(), expected.size());
-    for (std::size_t index = 0; index < common; ++index) {
-        if (actual[index] != expected[index]) {
-            return ::testing::AssertionFailure()
-                   << "first difference at sample " << index << " of " << actual.size() << " delivered ("
-                   << expected.size() << " sent): " << actual[index] << " instead of " << expected[index];
-        }
-    }
-    if (actual.size() != expected.size()) {
-        return ::testing::AssertionFailure()
-               << actual.size() << " samples delivered, " << expected.size() << " sent";
-    }
-    return ::testing::AssertionSuccess();
-}
+using e2etest::sameSamples;
+using e2etest::talkerSamples;
 
 std::string signalFor(unsigned channel) {
     return "counter:" + std::to_string(1000 + 20000 * channel);
@@ -193,14 +166,7 @@ protected:
 
     // Every delivered y value after the first delivery's zero points, in order.
     std::vector<double> deliveredSamples(unsigned channel, std::uint64_t sampleAmount) {
-        std::vector<double> samples;
-        const auto& ys = deliveries[channel].y;
-        for (std::size_t index = 0; index < ys.size(); ++index) {
-            const std::size_t skip = index == 0 && ys[0].size() >= 2 * sampleAmount ? sampleAmount : 0;
-            samples.insert(samples.end(), ys[index].begin() + static_cast<std::ptrdiff_t>(skip),
-                           ys[index].end());
-        }
-        return samples;
+        return e2etest::deliveredSamples(deliveries[channel].y, sampleAmount);
     }
 
     std::size_t totalDelivered(unsigned channel) {

@@ -28,7 +28,7 @@ std::string NetnsFixture::talkerPath() {
 void NetnsFixture::SetUp() {
     // Interface names have at most 15 characters: "sc", a pid of up to 7 digits, a role letter and a
     // counter of up to 3 digits fit.
-    const unsigned counter = g_fixtureCounter.fetch_add(1) % 1000;
+    counter = g_fixtureCounter.fetch_add(1) % 1000;
     if (counter == 0) {
         NetworkNamespace::removeOrphans(namespacePrefix);
     }
@@ -63,11 +63,36 @@ void NetnsFixture::TearDown() {
 void NetnsFixture::removeAll() {
     // Talkers first, then the pair, then the namespace: each of them uses what comes after it.
     talkers.clear();
+    extraPairs.clear();
     veth.reset();
     networkNamespace.reset();
 }
 
+const VethPair* NetnsFixture::addVethPair() {
+    if (!networkNamespace) {
+        ADD_FAILURE() << "addVethPair called without a namespace; SetUp must have failed";
+        return nullptr;
+    }
+    // At most 15 characters: "sc", a pid of up to 7 digits, a role letter, a counter of up to 3 digits, "x"
+    // and the pair's digit.
+    const std::string suffix = std::to_string(counter) + "x" + std::to_string(extraPairs.size() + 1);
+    std::string error;
+    auto pair = VethPair::create("sc" + std::to_string(::getpid()) + "c" + suffix,
+                                 "sc" + std::to_string(::getpid()) + "t" + suffix, *networkNamespace, error);
+    if (!pair) {
+        ADD_FAILURE() << "cannot create another veth pair: " << error;
+        return nullptr;
+    }
+    extraPairs.push_back(std::move(pair));
+    return extraPairs.back().get();
+}
+
 ChildProcess& NetnsFixture::startTalker(const std::vector<std::string>& arguments) {
+    return startTalkerOn(veth ? talkerInterface() : std::string(), arguments);
+}
+
+ChildProcess& NetnsFixture::startTalkerOn(const std::string& namespaceEnd,
+                                          const std::vector<std::string>& arguments) {
     talkers.push_back(std::make_unique<ChildProcess>());
     ChildProcess& talker = *talkers.back();
     if (!networkNamespace || !veth) {
@@ -76,8 +101,8 @@ ChildProcess& NetnsFixture::startTalker(const std::vector<std::string>& argument
     }
     // `ip netns exec` enters the namespace and then executes the talker in the same process, so the child
     // we own is the talker itself and our signals reach it directly.
-    std::vector<std::string> command{ipProgram(),  "netns",       "exec",           namespaceName(),
-                                     talkerPath(), "--interface", talkerInterface()};
+    std::vector<std::string> command{ipProgram(),  "netns",       "exec",      namespaceName(),
+                                     talkerPath(), "--interface", namespaceEnd};
     command.insert(command.end(), arguments.begin(), arguments.end());
     std::string error;
     if (!talker.start(command, error)) {

@@ -49,6 +49,12 @@ protected:
     // On failure records a test failure and returns a child that is not running. The fixture owns the
     // child until TearDown; several talkers may run at once.
     ChildProcess& startTalker(const std::vector<std::string>& arguments);
+    // The same on the namespace end of a pair added by addVethPair.
+    ChildProcess& startTalkerOn(const std::string& namespaceEnd, const std::vector<std::string>& arguments);
+
+    // One more veth pair between the root namespace and the test's namespace, for a test of several
+    // adapters; removed with the first. Records a test failure and returns null when it cannot be made.
+    const VethPair* addVethPair();
 
     // Waits up to `timeout` for `talker` to end and succeeds when it exited with status 0; the failure
     // message carries the talker's output.
@@ -60,6 +66,8 @@ private:
 
     std::unique_ptr<NetworkNamespace> networkNamespace;
     std::unique_ptr<VethPair> veth;
+    std::vector<std::unique_ptr<VethPair>> extraPairs;
+    unsigned counter = 0;
     std::vector<std::unique_ptr<ChildProcess>> talkers;
 };
 
