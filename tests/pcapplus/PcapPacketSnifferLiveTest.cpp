@@ -1,3 +1,4 @@
+#include "pcapplus/LinkWatch.h"
 #include "pcapplus/PcapPacketSniffer.h"
 #include "sonacore/StatusMessage.h"
 #include "support/EventLoop.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <memory>
 #include <mutex>
@@ -363,4 +365,111 @@ TEST_F(PcapPacketSnifferLive, OpenedAdapterHasAKernelRingOfTheChosenSize) {
         }
     }
     EXPECT_EQ(after, std::vector<std::uint64_t>{160U << 20});
+}
+
+namespace {
+
+// Notes whether two threads were ever inside receivePacket at the same time. Each call lingers a little, so
+// that two capture threads that are not kept apart would overlap many times over a few thousand frames.
+class OverlapWatchingReceiver : public pcapplus::PcapPacketReceiverBase {
+public:
+    void receivePacket(unsigned char*, const pcap_pkthdr*, const unsigned char*) override {
+        if (inside.fetch_add(1) != 0) {
+            ++overlaps;
+        }
+        const auto until = std::chrono::steady_clock::now() + std::chrono::microseconds(20);
+        while (std::chrono::steady_clock::now() < until) {
+        }
+        ++frames;
+        inside.fetch_sub(1);
+    }
+    std::string getReceiverName() const override { return "OverlapWatchingReceiver"; }
+    void bindToDevice(int) override {}
+    std::string toString() const override { return "OverlapWatchingReceiver"; }
+
+    std::atomic<int> inside{0};
+    std::atomic<int> overlaps{0};
+    std::atomic<int> frames{0};
+};
+
+} // namespace
+
+TEST_F(PcapPacketSnifferLive, CaptureThreadsOfTwoAdaptersTakeTurnsInTheReceiverRegisteredLast) {
+    const auto* other = addVethPair();
+    ASSERT_NE(other, nullptr);
+    OverlapWatchingReceiver receiver;
+    auto first = openSniffer(5);
+    auto second = std::make_unique<pcapplus::PcapPacketSniffer>(
+        pcapplus::PcapDeviceInfo(6, other->rootEnd(), "Not available"), 65536, 1, 1);
+    second->registerPacketReceiver(receiver);
+    first->start();
+    second->start();
+    auto& one = startTalker({"--count", "4000", "--fast"});
+    auto& two = startTalkerOn(other->namespaceEnd(), {"--count", "4000", "--fast"});
+    ASSERT_TRUE(talkerSucceeded(one, 20s));
+    ASSERT_TRUE(talkerSucceeded(two, 20s));
+    EXPECT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 8000; }, 20s))
+        << receiver.frames.load() << " of 8000 frames";
+    EXPECT_EQ(receiver.overlaps.load(), 0);
+}
+
+TEST_F(PcapPacketSnifferLive, PerAdapterCaptureHandsEachAdapterItsOwnReceiversFrames) {
+    const auto* other = addVethPair();
+    ASSERT_NE(other, nullptr);
+    RecordingReceiver firstReceiver("first");
+    RecordingReceiver secondReceiver("second");
+    auto first = openSniffer(5);
+    auto second = std::make_unique<pcapplus::PcapPacketSniffer>(
+        pcapplus::PcapDeviceInfo(6, other->rootEnd(), "Not available"), 65536, 1, 1);
+    first->registerPacketReceiver(firstReceiver);
+    second->registerPacketReceiver(secondReceiver);
+    first->setPerAdapterCapture(true);
+    second->setPerAdapterCapture(true);
+    first->start();
+    second->start();
+    sendFrames(7);
+    auto& talker = startTalkerOn(other->namespaceEnd(), {"--count", "11", "--fast"});
+    ASSERT_TRUE(talkerSucceeded(talker, 20s));
+    EXPECT_TRUE(testsupport::spinUntil(
+        [&] { return firstReceiver.frames.load() >= 7 && secondReceiver.frames.load() >= 11; }));
+    testsupport::spinFor(200ms);
+    EXPECT_EQ(firstReceiver.frames.load(), 7);
+    EXPECT_EQ(secondReceiver.frames.load(), 11);
+}
+
+TEST_F(PcapPacketSnifferLive, AdapterTakenDownEndsTheListeningWithTheReason) {
+    std::vector<std::shared_ptr<sonacore::BaseMessage>> messages;
+    std::mutex messagesMutex;
+    RecordingReceiver receiver;
+    auto sniffer = openSniffer();
+    sniffer->registerPacketReceiver(receiver);
+    QObject::connect(
+        sniffer.get(), &pcapplus::PcapPacketSniffer::message, sniffer.get(),
+        [&](auto message) {
+            std::lock_guard<std::mutex> lock(messagesMutex);
+            messages.push_back(message);
+        },
+        Qt::DirectConnection);
+    testsupport::LogCapture capture;
+    sniffer->start();
+    sendFrames(3);
+    ASSERT_TRUE(testsupport::spinUntil([&] { return receiver.frames.load() >= 3; }));
+    ASSERT_EQ(std::system(("ip link set " + captureInterface() + " down").c_str()), 0);
+
+    const std::string text =
+        "Capture on adapter '" + captureInterface() + "' failed and has stopped: The interface went down";
+    ASSERT_TRUE(testsupport::spinUntil([&] { return !sniffer->isListening(); }, 5s));
+    sniffer->waitForLoops();
+    EXPECT_TRUE(capture.contains(QtWarningMsg, "run " + sniffer5() + " " + text));
+    std::lock_guard<std::mutex> lock(messagesMutex);
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.back()->getMessageText(), text);
+    EXPECT_EQ(messages.back()->getMessageType(), "WARNING");
+}
+
+TEST(LinkWatch, NamesTheProblemOfAnAdapter) {
+    EXPECT_EQ(pcapplus::LinkWatch::linkProblem("lo"), "");
+    EXPECT_EQ(pcapplus::LinkWatch::linkProblem("scnosuchlink0"), "The interface disappeared");
+    // libpcap's own sources have names that are no interface of the kernel; they are not judged.
+    EXPECT_EQ(pcapplus::LinkWatch::linkProblem("bluetooth-monitor"), "");
 }
