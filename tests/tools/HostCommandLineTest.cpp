@@ -20,7 +20,8 @@ TEST(HostCommandLine, HelpDescribesDiscoveryAndItsListeningTime) {
         contains(result.output, "\n  --discover               list the AAF talkers heard on the adapter"))
         << result.output;
     EXPECT_TRUE(
-        contains(result.output, "\n  --seconds S              how long to listen for talkers (default 2)\n"))
+        contains(result.output,
+                 "\n  --seconds S              how long to listen for talkers, 1 to 3600 (default 2)\n"))
         << result.output;
 }
 
@@ -29,9 +30,8 @@ class HostSeconds : public ::testing::TestWithParam<const char*> {};
 TEST_P(HostSeconds, ListeningTimeOutsideOneToAnHourIsRefused) {
     const auto result = runHost({"--discover", "--seconds", GetParam()});
     EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_TRUE(contains(result.output, std::string("The value '") + GetParam() +
-                                            "' of --seconds is not valid: run 'sonacore-host --help' for the "
-                                            "ranges.\n"))
+    EXPECT_TRUE(contains(result.output, std::string("--seconds ") + GetParam() +
+                                            " is not valid: give whole seconds from 1 to 3600.\n"))
         << result.output;
 }
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 using testsupport::ChildProcess;
@@ -33,25 +34,28 @@ TEST(HostRecordCommandLine, HelpStatesTheSnapshotsSize) {
         << result.output;
 }
 
-class HostEmptyPath : public ::testing::TestWithParam<const char*> {};
+class HostEmptyPath : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(HostEmptyPath, IsRefused) {
-    const auto result = runHost({GetParam(), ""});
+    const auto result = runHost({GetParam().first, ""});
     EXPECT_EQ(result.exitStatus, 2);
-    EXPECT_TRUE(contains(result.output, std::string("The value '' of ") + GetParam() +
-                                            " is not valid: run 'sonacore-host --help' for the ranges.\n"))
+    EXPECT_TRUE(contains(result.output,
+                         std::string(GetParam().first) + " '' is not valid: " + GetParam().second + ".\n"))
         << result.output;
 }
 
-INSTANTIATE_TEST_SUITE_P(Options, HostEmptyPath, ::testing::Values("--record", "--snapshot"));
+INSTANTIATE_TEST_SUITE_P(
+    Options, HostEmptyPath,
+    ::testing::Values(std::make_pair("--record", "give the name of a CSV file"),
+                      std::make_pair("--snapshot", "give the name of an image file, such as snapshot.png")));
 
 TEST(HostRecordCommandLine, RecordFileThatCannotBeOpenedEndsTheRunBeforeCapturing) {
     const auto result = runHost({"--adapter", "nosuchif0", "--mac", "02:53:43:00:00:01", "--record",
                                  "/nonexistent-folder-of-sonacore/record.csv"});
     EXPECT_EQ(result.exitStatus, 2);
     EXPECT_TRUE(contains(result.output,
-                         "Cannot open the record file '/nonexistent-folder-of-sonacore/record.csv': "
-                         "No such file or directory.\n"))
+                         "--record /nonexistent-folder-of-sonacore/record.csv cannot be written: the folder "
+                         "/nonexistent-folder-of-sonacore does not exist.\n"))
         << result.output;
     EXPECT_FALSE(contains(result.output, "There is no capture adapter")) << result.output;
 }

@@ -162,13 +162,16 @@ protected:
     }
 
     std::string recordPath() const { return folder.filePath("record.csv").toStdString(); }
-    std::string snapshotPath() const { return folder.filePath("snapshot.png").toStdString(); }
+    std::string snapshotPath(const std::string& name = "snapshot.png") const {
+        return folder.filePath(QString::fromStdString(name)).toStdString();
+    }
 
     // Monitors the talker's two channels for two seconds, recording and painting.
-    ChildProcess::Result monitor(const std::string& meter = "0,1") const {
+    ChildProcess::Result monitor(const std::string& meter = "0,1",
+                                 const std::string& snapshot = "snapshot.png") const {
         return ChildProcess::run({SONACORE_HOST_PATH, "--adapter", captureInterface(), "--mac", talkerMac,
                                   "--meter", meter, "--duration", "2", "--record", recordPath(), "--snapshot",
-                                  snapshotPath()},
+                                  snapshotPath(snapshot)},
                                  60s);
     }
 
@@ -187,6 +190,42 @@ TEST_F(HostRecordLiveTest, SnapshotIsAPngOfTheStatedSize) {
     EXPECT_EQ(image.width(), 1200);
     EXPECT_EQ(image.height(), 700);
 }
+
+struct FormatCase {
+    std::string name;
+    std::string file;
+    // The format's first bytes, and its name as Qt reads it.
+    std::string magic;
+    const char* qtFormat;
+};
+
+void PrintTo(const FormatCase& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class HostSnapshotFormatLiveTest : public HostRecordLiveTest,
+                                   public ::testing::WithParamInterface<FormatCase> {};
+
+// Regression: `--snapshot x.jpg` wrote PNG data into x.jpg.
+TEST_P(HostSnapshotFormatLiveTest, SnapshotIsWrittenInTheFormatOfItsSuffix) {
+    const ChildProcess::Result result = monitor("0,1", GetParam().file);
+    ASSERT_EQ(result.exitStatus, 0) << result.output;
+    std::ifstream file(snapshotPath(GetParam().file), std::ios::binary);
+    std::string start(GetParam().magic.size(), '\0');
+    file.read(start.data(), static_cast<std::streamsize>(start.size()));
+    EXPECT_EQ(start, GetParam().magic);
+    const QImage image(QString::fromStdString(snapshotPath(GetParam().file)), GetParam().qtFormat);
+    ASSERT_FALSE(image.isNull());
+    EXPECT_EQ(image.width(), 1200);
+    EXPECT_EQ(image.height(), 700);
+}
+
+INSTANTIATE_TEST_SUITE_P(Suffixes, HostSnapshotFormatLiveTest,
+                         ::testing::Values(FormatCase{"Png", "shot.png", "\x89PNG", "PNG"},
+                                           FormatCase{"Jpg", "shot.jpg", "\xff\xd8\xff", "JPG"},
+                                           FormatCase{"JpegInCapitals", "shot.JPEG", "\xff\xd8\xff", "JPG"},
+                                           FormatCase{"Bmp", "shot.bmp", "BM", "BMP"}),
+                         [](const ::testing::TestParamInfo<FormatCase>& info) { return info.param.name; });
 
 // Regression: on Qt's minimal platform without its fonts, every label of the image stayed blank.
 TEST_F(HostRecordLiveTest, SnapshotWritesTheLabelsOfItsDecibelAxis) {

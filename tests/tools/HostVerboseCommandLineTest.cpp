@@ -21,8 +21,8 @@ TEST(HostVerboseCommandLine, HelpSaysTheSampleSizeIsForAStreamNotHeard) {
     const auto result = runHost({"--help"});
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_TRUE(contains(result.output,
-                         "\n  --sample-size N          bytes per sample of a stream not heard "
-                         "(default 2); a stream heard\n                           is read in the "
+                         "\n  --sample-size N          bytes per sample of a stream not heard, 1 to 4 "
+                         "(default 2); a stream\n                           heard is read in the "
                          "sample format its frames state\n"))
         << result.output;
 }

@@ -18,9 +18,14 @@ struct HostOptions {
     static constexpr std::uint64_t spectrumFrameLength = std::uint64_t{1} << spectrumOrder;
     // The sound level processor works once per six buffer signals, on the samples of all six together.
     static constexpr std::uint64_t signalsPerLevel = 6;
+    // The highest channel --meter takes: a stream has 255 channels at most.
+    static constexpr std::uint64_t highestChannel = 254;
 
     bool help = false;
+    bool version = false;
     bool list = false;
+    // With --list: every adapter libpcap gives, not only the Ethernet ones.
+    bool allAdapters = false;
     // Show the library's progress lines (debug level) and its warnings that every start-up brings.
     bool verbose = false;
     // List the AAF talkers heard on the adapter instead of monitoring one.
@@ -48,7 +53,8 @@ struct HostOptions {
     std::string talkerPath;
     // The CSV file every delivery is appended to; empty for none.
     std::string recordPath;
-    // The PNG file the last spectrum and levels are painted into at the end of the run; empty for none.
+    // The image file the last spectrum and levels are painted into at the end of the run, in the format its
+    // suffix names; empty for none.
     std::string snapshotPath;
 
     // Which of the stream's settings the command line gave; discovery fills in the others.
@@ -60,7 +66,9 @@ struct HostOptions {
     // The samples of one level: those of six buffer signals.
     std::uint64_t levelSampleAmount() const { return signalsPerLevel * signalingAmount; }
 
-    // Fills `options` from the command line; false with a one-sentence `error` for bad input.
+    // Fills `options` from the command line; false with a one-sentence `error` for bad input. A refusal of a
+    // value names the option, the value and what to give instead: the range of a number ("--duration 0.5
+    // is not valid: give whole seconds from 1 to 86400."), or the channel that --meter names twice.
     static bool parse(int argc, char** argv, HostOptions& options, std::string& error);
     static std::string usage();
 

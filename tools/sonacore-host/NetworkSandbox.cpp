@@ -1,58 +1,22 @@
 #include "NetworkSandbox.h"
 
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
+#include "SandboxCommands.h"
+#include "StaleSandboxSweeper.h"
+
 #include <unistd.h>
 
+#include <chrono>
 #include <climits>
-#include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
 #include <string>
 #include <vector>
 
-extern char** environ;
-
 namespace host {
 namespace {
 
-std::string ipProgram() {
-    for (const char* path : {"/usr/sbin/ip", "/sbin/ip", "/usr/bin/ip", "/bin/ip"}) {
-        if (access(path, X_OK) == 0) {
-            return path;
-        }
-    }
-    return {};
-}
-
-// Starts a program with its output discarded; -1 when it cannot be started.
-pid_t spawnQuietly(const std::vector<std::string>& arguments) {
-    std::vector<char*> argv;
-    for (const auto& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
-    pid_t child = -1;
-    const int spawned = posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return spawned == 0 ? child : -1;
-}
-
-// Runs a program to its end with its output discarded; true when it exited with status 0.
-bool runQuietly(const std::vector<std::string>& arguments) {
-    const pid_t child = spawnQuietly(arguments);
-    if (child < 0) {
-        return false;
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+using SandboxCommands::ipProgram;
+using SandboxCommands::runQuietly;
+using SandboxCommands::spawnQuietly;
 
 // The talker beside this program in the build tree or in an installed bin folder.
 std::string findTalker(const std::string& given) {
@@ -84,7 +48,8 @@ NetworkSandbox::NetworkSandbox() {
     talkerEnd = "scd" + id + "t";
 }
 
-std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& options, std::string& error) {
+std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& options,
+                                                       std::vector<std::string>& swept, std::string& error) {
     if (geteuid() != 0) {
         error =
             "The built-in demo creates a network namespace and needs root: run it with sudo, or capture on a "
@@ -104,8 +69,11 @@ std::unique_ptr<NetworkSandbox> NetworkSandbox::create(const HostOptions& option
         return nullptr;
     }
 
+    swept = StaleSandboxSweeper::sweep();
     std::unique_ptr<NetworkSandbox> sandbox(new NetworkSandbox());
     NetworkSandbox& box = *sandbox;
+    // The record comes first, so that no namespace of this run is ever without it.
+    box.ownerRecorded = StaleSandboxSweeper::recordOwner(box.name, getpid());
     box.namespaceMade = runQuietly({ip, "netns", "add", box.name});
     box.pairMade = box.namespaceMade && runQuietly({ip, "link", "add", box.captureEnd, "type", "veth", "peer",
                                                     "name", box.talkerEnd, "netns", box.name});
@@ -166,9 +134,7 @@ bool NetworkSandbox::startTalker(const std::string& program, const HostOptions& 
 
 NetworkSandbox::~NetworkSandbox() {
     if (talker > 0) {
-        kill(talker, SIGTERM);
-        int status = 0;
-        waitpid(talker, &status, 0);
+        SandboxCommands::stopChild(talker, std::chrono::milliseconds(2000));
     }
     const std::string ip = ipProgram();
     if (pairMade) {
@@ -176,6 +142,9 @@ NetworkSandbox::~NetworkSandbox() {
     }
     if (namespaceMade) {
         runQuietly({ip, "netns", "del", name});
+    }
+    if (ownerRecorded) {
+        StaleSandboxSweeper::forgetOwner(name);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "SnapshotPainter.h"
 
+#include "OutputPaths.h"
+
 #include <QColor>
 #include <QFont>
 #include <QGuiApplication>
@@ -232,7 +234,8 @@ void SnapshotPainter::paintMeters(QPainter& painter) const {
 
 bool SnapshotPainter::write(const std::string& path, std::string& error) const {
     const QImage image = paint();
-    if (!image.save(QString::fromStdString(path), "PNG")) {
+    const std::string format = OutputPaths::imageFormat(path);
+    if (!image.save(QString::fromStdString(path), format.empty() ? "PNG" : format.c_str())) {
         error = "Cannot write the snapshot '" + path + "': check that its folder exists and is writable.";
         return false;
     }

@@ -13,7 +13,7 @@ class QPainter;
 namespace host {
 
 // Keeps the latest spectrum of one channel and the latest levels of every metered channel, and paints them
-// offscreen into a PNG image of imageWidth x imageHeight pixels:
+// offscreen into an image of imageWidth x imageHeight pixels:
 //
 // - above, the spectrum as bars over a logarithmic frequency axis from 20 Hz to 24 kHz with labelled ticks,
 //   and a vertical axis of 10 * log10 of the linear power from +10 dB down to -170 dB, labelled every 20 dB;
@@ -61,7 +61,8 @@ public:
 
     // The picture of what arrived so far; a spectrum or a meter without data says so in words.
     QImage paint() const;
-    // Paints and saves to `path` as PNG. False with a one-sentence `error` when the file cannot be written.
+    // Paints and saves to `path` in the format its suffix names (see OutputPaths), as PNG for a suffix that
+    // names none. False with a one-sentence `error` when the file cannot be written.
     bool write(const std::string& path, std::string& error) const;
 
     // The application object of a host that paints: a QGuiApplication, on the minimal platform unless the

@@ -15,8 +15,19 @@
 // starts our AVTP talker inside it sending four channels (a 1 kHz full-scale sine, a 440 Hz half-scale sine,
 // white noise, and a 2 kHz sine whose level changes every 2 s), captures on the other end through the library
 // and shows them for ten seconds (--duration for longer): channel 0 settles at -3.01 dB (dBZ) near 1000 Hz,
-// channel 1 at -9.03 dB (dBZ) near 440 Hz. Everything it created is removed at the end, also on Ctrl-C and
-// when the terminal closes. The demo needs root (it creates a namespace).
+// channel 1 at -9.03 dB (dBZ) near 440 Hz. The demo needs root (it creates a namespace).
+//
+// Every way out cleans up before the program ends: the duration, q, Ctrl-C (exit status 130), SIGTERM (143),
+// a closed terminal (SIGHUP, 129) and a closed output (141, `| head -3`) all stop and reap the demo's talker,
+// delete its namespace, flush the record and write the snapshot; the signal handlers only note the signal
+// and wake the event loop (see RunSignals.h). What a run killed by SIGKILL left behind, the next demo run
+// removes (see StaleSandboxSweeper.h). Other exit statuses: 1 a failed run, 2 a bad command line, output
+// path or adapter, 3 no audio or no stream the library can analyse.
+//
+// The command line is read whole before anything starts: a number outside its range (--help states each)
+// or a channel named twice in --meter is refused at once with exit status 2 (see HostOptions.h). So are
+// --record and --snapshot paths that cannot be written (see OutputPaths.h); the snapshot is written in the
+// format its suffix names.
 //
 // On a real network, --discover lists the AAF talkers heard on an adapter, with what the library cannot
 // analyse and why. A monitoring run listens first too, and takes the stream in the form its frames state:
@@ -35,7 +46,8 @@
 //
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --duration 60           the demo for a minute
-//      sonacore-host --list                  the capture adapters, numbered from 1
+//      sonacore-host --list [--all]          the Ethernet capture adapters (--all: every one), from 1
+//      sonacore-host --version               the monitor's name and the library's version
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
 //      sonacore-host --verbose               the demo, with the library's progress lines
@@ -61,10 +73,15 @@
 #include "sonacore/IStatusMessage.h"
 #include "version/LibraryVersion.h"
 
+// What is checked before a run, and the ways out of it.
+#include "AdapterList.h"
+#include "HostVersion.h"
+#include "OutputPaths.h"
+#include "RunSignals.h"
+
 #include <QCoreApplication>
 #include <QTimer>
 
-#include <csignal>
 #include <cstdint>
 #include <iostream>
 #include <map>
@@ -78,12 +95,6 @@ constexpr unsigned int hostInterfaceVersion = 101;
 // The live view's moving average over the spectra, in milliseconds.
 constexpr std::size_t averagingMs = 2000;
 
-volatile std::sig_atomic_t interrupted = 0;
-
-void onSignal(int) {
-    interrupted = 1;
-}
-
 // The library writes its first log lines while it loads, before main and before the initialisers of this
 // program's own objects: an entry of the executable's pre-initialisation array runs before those of every
 // library, so the lines are held there until the command line says whether they are shown.
@@ -93,20 +104,9 @@ void holdLibraryLinesFromTheStart(int, char**, char**) {
 __attribute__((section(".preinit_array"),
                used)) void (*const holdAtLoad)(int, char**, char**) = holdLibraryLinesFromTheStart;
 
+// Ctrl-C, SIGTERM, a closed terminal or a closed output (see RunSignals).
 bool wasInterrupted() {
-    return interrupted != 0;
-}
-
-void printAdapters(sonacore::INetworkDeviceManager& manager) {
-    std::cout << "Capture adapters:\n";
-    for (std::uint64_t number = 1; number <= manager.getDeviceCount(); ++number) {
-        const sonacore::INetworkDeviceInfo& adapter = manager.getDeviceInfo(number);
-        std::cout << "  " << number << ". " << adapter.getDeviceName();
-        if (!adapter.isDescriptionMissing()) {
-            std::cout << " (" << adapter.getDeviceDescription() << ")";
-        }
-        std::cout << "\n";
-    }
+    return host::RunSignals::endRequested();
 }
 
 // On a real network: the stream to monitor, in the form heard. False when the program is to end, with its
@@ -116,7 +116,7 @@ bool chooseStream(host::HostOptions& options, int& status) {
     // A named stream is taken as soon as its first frame arrives.
     status = host::StreamChoice::listen(options, options.macGiven ? options.deviceKey : std::string(),
                                         wasInterrupted, heard);
-    if (status != 0 || interrupted != 0) {
+    if (status != 0 || wasInterrupted()) {
         return false;
     }
     return options.macGiven ? host::StreamChoice::takeNamed(options, heard, status)
@@ -314,16 +314,9 @@ void runEventLoop(Session& session) {
     QObject::connect(&stopper, &QTimer::timeout, QCoreApplication::instance(), &QCoreApplication::quit,
                      Qt::DirectConnection);
     stopper.start(static_cast<int>(session.options.durationSeconds * 1000));
-    // The signal handler only sets the flag: everything else, the terminal included, is done here.
-    QTimer interruption;
-    QObject::connect(
-        &interruption, &QTimer::timeout, QCoreApplication::instance(),
-        [] {
-            if (interrupted != 0) {
-                QCoreApplication::quit();
-            }
-        },
-        Qt::DirectConnection);
+    // The signal handler only notes the signal (and SIGHUP, a closed output): everything else, the terminal
+    // included, is done here.
+    host::EventLoopStop interruption;
     interruption.start(50);
     Outputs& outputs = session.outputs;
     QTimer redraw;
@@ -425,7 +418,11 @@ bool libraryFits() {
 // error, when it cannot be made.
 std::unique_ptr<host::NetworkSandbox> startDemo(host::HostOptions& options) {
     std::string error;
-    std::unique_ptr<host::NetworkSandbox> sandbox = host::NetworkSandbox::create(options, error);
+    std::vector<std::string> swept;
+    std::unique_ptr<host::NetworkSandbox> sandbox = host::NetworkSandbox::create(options, swept, error);
+    for (const std::string& name : swept) {
+        std::cout << "Removed the namespace " << name << " that an ended run left behind.\n";
+    }
     if (!sandbox) {
         std::cerr << error << "\n";
         return nullptr;
@@ -448,7 +445,7 @@ int discover(const host::HostOptions& options) {
         status != 0) {
         return status;
     }
-    host::StreamChoice::print(heard, options.discoverySeconds, interrupted != 0);
+    host::StreamChoice::print(heard, options.discoverySeconds, wasInterrupted());
     return 0;
 }
 
@@ -471,9 +468,8 @@ int monitor(host::HostOptions& options, bool demo) {
     }
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+// The program without its ending: every object it made is gone when it returns its exit status.
+int runProgram(int& argc, char** argv) {
     host::HostOptions options;
     std::string error;
     const bool parsed = host::HostOptions::parse(argc, argv, options, error);
@@ -482,23 +478,29 @@ int main(int argc, char** argv) {
         std::cerr << error << "\n";
         return 2;
     }
+    // The output paths before anything starts, and before Qt's GUI application has its say.
+    if (!options.help && !host::OutputPaths::check(options.recordPath, options.snapshotPath, error)) {
+        std::cerr << error << "\n";
+        return 2;
+    }
     // Only a run that paints a snapshot needs Qt's GUI application; the others stay on Qt Core.
     const std::unique_ptr<QCoreApplication> application =
         options.snapshotPath.empty() ? std::make_unique<QCoreApplication>(argc, argv)
                                      : host::SnapshotPainter::createApplication(argc, argv);
-    // A closed terminal (SIGHUP) ends the run as Ctrl-C does, so that the demo still removes its namespace.
-    std::signal(SIGINT, onSignal);
-    std::signal(SIGTERM, onSignal);
-    std::signal(SIGHUP, onSignal);
     if (options.help) {
         std::cout << host::HostOptions::usage();
+        return 0;
+    }
+    if (options.version) {
+        std::cout << host::HostVersion::text(hostInterfaceVersion);
         return 0;
     }
     if (!libraryFits()) {
         return 1;
     }
     if (options.list) {
-        printAdapters(*sonacore::INetworkDeviceManager::createInstance());
+        host::AdapterList::print(*sonacore::INetworkDeviceManager::createInstance(), options.allAdapters,
+                                 std::cout);
         return 0;
     }
     std::unique_ptr<host::NetworkSandbox> sandbox;
@@ -511,9 +513,17 @@ int main(int argc, char** argv) {
             return 2;
         }
         sandbox = startDemo(options);
-        if (!sandbox) {
+        if (!sandbox || wasInterrupted()) {
             return 1;
         }
     }
     return options.discover ? discover(options) : monitor(options, sandbox != nullptr);
+}
+
+} // namespace
+
+// A signal that ends the run ends the program only after runProgram has cleaned up (see RunSignals).
+int main(int argc, char** argv) {
+    host::RunSignals::install();
+    return host::RunSignals::finish(runProgram(argc, argv));
 }
