@@ -171,7 +171,7 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
             return false;
         }
     }
-    return options.complete(error);
+    return options.complete(error, options.channelsGiven);
 }
 
 bool HostOptions::useStream(const std::string& streamDeviceKey, const StreamFormat& heard,
@@ -185,10 +185,10 @@ bool HostOptions::useStream(const std::string& streamDeviceKey, const StreamForm
     if (samplesPerFrameGiven) {
         stream.samplesPerFrame = given.samplesPerFrame;
     }
-    return complete(error);
+    return complete(error, true);
 }
 
-bool HostOptions::complete(std::string& error) {
+bool HostOptions::complete(std::string& error, bool channelsKnown) {
     if (!meterGiven) {
         meteredChannels.clear();
         for (unsigned channel = 0; channel < stream.channels && channel < 8; ++channel) {
@@ -196,7 +196,7 @@ bool HostOptions::complete(std::string& error) {
         }
     }
     for (const unsigned channel : meteredChannels) {
-        if (channel >= stream.channels) {
+        if (channelsKnown && channel >= stream.channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
                     std::to_string(stream.channels) + " channels, numbered from 0.";
             return false;
