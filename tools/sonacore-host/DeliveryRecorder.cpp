@@ -74,31 +74,31 @@ std::string rateText(double perSecond) {
     return shown;
 }
 
-double bytesPerSecond(const DeliveryRecorder::Load& load, std::size_t bins) {
+double bytesPerSecond(const DeliveryRecorder::Load& load, std::size_t order, std::size_t binColumns) {
+    const std::size_t bins = std::size_t{1} << (order - 1);
     const double perChannel =
         load.levelsPerSecond * static_cast<double>(DeliveryRecorder::levelRowBytes()) +
-        load.spectraPerSecond *
-            static_cast<double>(DeliveryRecorder::spectrumRowBytes(bins, load.widestBins));
+        load.spectraPerSecond * static_cast<double>(DeliveryRecorder::spectrumRowBytes(bins, binColumns));
     return static_cast<double>(load.channels) * perChannel;
 }
 
 } // namespace
 
-DeliveryRecorder::DeliveryRecorder(std::string path, std::size_t widestBins, double sampleRate,
+DeliveryRecorder::DeliveryRecorder(std::string path, std::size_t binColumns, double sampleRate,
                                    Clock::time_point start)
-    : filePath(std::move(path)), widestBins(widestBins), sampleRate(sampleRate), start(start) {}
+    : filePath(std::move(path)), binColumns(binColumns), sampleRate(sampleRate), start(start) {}
 
-std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path, std::size_t widestBins,
+std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path, std::size_t binColumns,
                                                          double sampleRate, Clock::time_point start,
                                                          std::string& error) {
     const bool needsHeader = emptyOrMissing(path);
     // Rows under another header would make the file two tables that no reader takes as one.
-    if (!needsHeader && firstLine(path) != header(widestBins)) {
+    if (!needsHeader && firstLine(path) != header(binColumns)) {
         error = "The record file '" + path + "' begins with another header than this monitor's, of " +
-                std::to_string(widestBins) + " bin columns: record into a new file.";
+                std::to_string(binColumns) + " bin columns: record into a new file.";
         return nullptr;
     }
-    std::unique_ptr<DeliveryRecorder> recorder(new DeliveryRecorder(path, widestBins, sampleRate, start));
+    std::unique_ptr<DeliveryRecorder> recorder(new DeliveryRecorder(path, binColumns, sampleRate, start));
     errno = 0;
     recorder->file.open(path, std::ios::out | std::ios::app);
     if (!recorder->file) {
@@ -106,21 +106,21 @@ std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path
                 "': " + (errno != 0 ? std::strerror(errno) : "unknown error") + ".";
         return nullptr;
     }
-    if (needsHeader && !recorder->writeLine(header(widestBins))) {
+    if (needsHeader && !recorder->writeLine(header(binColumns))) {
         error = recorder->lastError;
         return nullptr;
     }
     return recorder;
 }
 
-std::string DeliveryRecorder::header(std::size_t widestBins) {
+std::string DeliveryRecorder::header(std::size_t binColumns) {
     std::string line = "utc,seconds,channel,kind";
     for (const auto& unit : sonacore::constants::soundLevelUnits) {
         line += ",";
         line += unit.shortLabel;
     }
     line += ",peak Hz,bins";
-    for (std::size_t bin = 0; bin < widestBins; ++bin) {
+    for (std::size_t bin = 0; bin < binColumns; ++bin) {
         line += ",bin " + std::to_string(bin);
     }
     return line;
@@ -131,21 +131,22 @@ std::size_t DeliveryRecorder::levelRowBytes() {
            levelColumns * (1 + levelValueBytes) + 1;
 }
 
-std::size_t DeliveryRecorder::spectrumRowBytes(std::size_t bins, std::size_t widestBins) {
+std::size_t DeliveryRecorder::spectrumRowBytes(std::size_t bins, std::size_t binColumns) {
     return utcText(Clock::time_point{}).size() + 1 + secondsBytes + 1 + 1 + 1 + std::strlen("spectrum") +
            levelColumns + 1 + peakBytes + 1 + std::to_string(bins).size() + bins * (1 + binValueBytes) +
-           (widestBins > bins ? widestBins - bins : 0) + 1;
+           (binColumns > bins ? binColumns - bins : 0) + 1;
 }
 
-std::string DeliveryRecorder::recordingText(const std::string& path, const Load& load) {
-    std::string text = "Recording to " + path + " adds about " + sizeText(bytesPerSecond(load, load.bins)) +
-                       " a second: " + std::to_string(load.channels) +
-                       (load.channels == 1 ? " channel, " : " channels, each ") +
-                       rateText(load.levelsPerSecond) + " level rows and " + rateText(load.spectraPerSecond) +
-                       " spectrum rows of " + std::to_string(load.bins) + " bins a second";
-    if (load.widestBins > load.bins) {
-        text += "; about " + sizeText(bytesPerSecond(load, load.widestBins)) + " at spectra of " +
-                std::to_string(load.widestBins) + " bins";
+std::string DeliveryRecorder::recordingText(const Load& load) const {
+    std::string text =
+        "Recording to " + filePath + " adds about " + sizeText(bytesPerSecond(load, load.order, binColumns)) +
+        " a second: " + std::to_string(load.channels) +
+        (load.channels == 1 ? " channel, " : " channels, each ") + rateText(load.levelsPerSecond) +
+        " level rows and " + rateText(load.spectraPerSecond) + " spectrum rows of " +
+        std::to_string(std::size_t{1} << (load.order - 1)) + " bins a second";
+    if (load.largestOrder > load.order) {
+        text += "; up to about " + sizeText(bytesPerSecond(load, load.largestOrder, binColumns)) +
+                " at FFT order " + std::to_string(load.largestOrder);
     }
     return text + ".";
 }
@@ -190,9 +191,9 @@ bool DeliveryRecorder::recordLevels(unsigned channel, const std::vector<double>&
 
 bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double>& power,
                                       Clock::time_point at) {
-    if (lastError.empty() && power.size() > widestBins) {
+    if (lastError.empty() && power.size() > binColumns) {
         lastError = "A spectrum of " + std::to_string(power.size()) + " bins does not fit the " +
-                    std::to_string(widestBins) + " bin columns of the record file '" + filePath +
+                    std::to_string(binColumns) + " bin columns of the record file '" + filePath +
                     "'; recording stopped.";
     }
     if (!lastError.empty()) {
@@ -207,7 +208,7 @@ bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double
         line += "," + formatted("%.9g", value);
     }
     // The bins of a wider spectrum stay empty, so that the row has as many columns as the header.
-    line.append(widestBins - power.size(), ',');
+    line.append(binColumns - power.size(), ',');
     if (!writeLine(line)) {
         return false;
     }

@@ -41,16 +41,16 @@ public:
         std::size_t channels = 0;
         double levelsPerSecond = 0.0;
         double spectraPerSecond = 0.0;
-        // Bins of the spectra at the start, and of the widest the run can deliver.
-        std::size_t bins = 0;
-        std::size_t widestBins = 0;
+        // log2 of the spectra's frame length at the start, and the highest the run's keys can ask for.
+        std::size_t order = 0;
+        std::size_t largestOrder = 0;
     };
 
-    // Opens `path` for appending, with the header of `widestBins` bin columns when the file is new or empty.
+    // Opens `path` for appending, with the header of `binColumns` bin columns when the file is new or empty.
     // `sampleRate` in Hz maps a spectrum's strongest bin to its frequency; `start` is the moment the seconds
     // column counts from. Null with a one-sentence `error` when the file cannot be opened, the header not
     // written, or the file already begins with another header.
-    static std::unique_ptr<DeliveryRecorder> open(const std::string& path, std::size_t widestBins,
+    static std::unique_ptr<DeliveryRecorder> open(const std::string& path, std::size_t binColumns,
                                                   double sampleRate, Clock::time_point start,
                                                   std::string& error);
 
@@ -73,32 +73,32 @@ public:
     // Empty, or the one sentence saying why writing stopped.
     const std::string& error() const { return lastError; }
 
-    // The header line of `widestBins` bin columns, without the line end.
-    static std::string header(std::size_t widestBins);
+    // The header line of `binColumns` bin columns, without the line end.
+    static std::string header(std::size_t binColumns);
 
-    // The bytes of one level row, and of one spectrum row of `bins` bins under a header of `widestBins`,
+    // The bytes of one level row, and of one spectrum row of `bins` bins under a header of `binColumns`,
     // line end included, for values of the usual length: a level of 4 decimals such as -12.3456, a bin's
     // power of 9 significant digits with an exponent such as 1.23456789e-10, which almost every bin of a
     // spectrum needs since they hold far less power than the peak.
     static std::size_t levelRowBytes();
-    static std::size_t spectrumRowBytes(std::size_t bins, std::size_t widestBins);
-    // The line a run prints as it starts recording to `path`, such as "Recording to levels.csv adds about
-    // 2.9 MB a second: 4 channels, each 16.7 level rows and 5 spectrum rows of 8192 bins a second." When the
-    // widest spectrum is wider, it adds what that order would make of it.
-    static std::string recordingText(const std::string& path, const Load& load);
+    static std::size_t spectrumRowBytes(std::size_t bins, std::size_t binColumns);
+    // The line a run prints as it starts recording, such as "Recording to levels.csv adds about 3.0 MB a
+    // second: 4 channels, each 16.7 level rows and 5 spectrum rows of 8192 bins a second." Where the keys can
+    // raise the order, it ends instead with "; up to about 9.8 MB at FFT order 16." Megabytes of 10^6 bytes.
+    std::string recordingText(const Load& load) const;
 
     // A moment as ISO 8601 in UTC with milliseconds, such as 2026-11-23T12:40:01.123Z.
     static std::string utcText(Clock::time_point at);
 
 private:
-    DeliveryRecorder(std::string path, std::size_t widestBins, double sampleRate, Clock::time_point start);
+    DeliveryRecorder(std::string path, std::size_t binColumns, double sampleRate, Clock::time_point start);
 
     // The columns every row begins with, up to and including the kind.
     std::string rowStart(unsigned channel, const char* kind, Clock::time_point at) const;
     bool writeLine(const std::string& line);
 
     std::string filePath;
-    std::size_t widestBins;
+    std::size_t binColumns;
     double sampleRate;
     Clock::time_point start;
     std::ofstream file;

@@ -270,10 +270,13 @@ int TerminalScreen::minimumRows(int columns) const {
 }
 
 std::vector<std::string> TerminalScreen::tooSmall(int rows, int columns) const {
-    const std::string sentence = "Terminal too small: the monitor needs at least " +
-                                 std::to_string(minimumColumns) + "x" + std::to_string(minimumRows(columns)) +
-                                 " characters, this one has " + std::to_string(columns) + "x" +
-                                 std::to_string(rows) + ". Enlarge it, or press q to end the run.";
+    // The size asked for keeps the terminal's width where that is wide enough, since the title's lines, and
+    // so the rows needed, depend on it.
+    const int width = std::max(columns, minimumColumns);
+    const std::string sentence = "Terminal too small: the monitor needs at least " + std::to_string(width) +
+                                 "x" + std::to_string(minimumRows(width)) + " characters, this one has " +
+                                 std::to_string(columns) + "x" + std::to_string(rows) +
+                                 ". Enlarge it, or press q to end the run.";
     return wrapped(sentence, columns, 0);
 }
 

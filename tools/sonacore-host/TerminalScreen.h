@@ -39,7 +39,7 @@ namespace host {
 // - fewer rows: the plot shrinks down to minimumPlotRows, then the blank line above the status lines goes,
 //   then the older status line.
 // Below minimumColumns, or with fewer rows than minimumRows asks, the screen holds only the sentence that
-// the terminal is too small, with the size needed and the size it has.
+// the terminal is too small, with the size needed at its width (or at minimumColumns) and the size it has.
 //
 // Thread affinity: one thread, the host's.
 class TerminalScreen {

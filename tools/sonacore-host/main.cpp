@@ -250,10 +250,10 @@ void attachRecorder(Session& session, std::unique_ptr<host::DeliveryRecorder> re
     load.spectraPerSecond = options.clockPeriodMs > 0 ? 1000.0 / static_cast<double>(options.clockPeriodMs)
                                                       : host::HostOptions::sampleRate /
                                                             static_cast<double>(options.signalingAmount);
-    load.bins = host::HostOptions::spectrumFrameLength / 2;
+    load.order = host::HostOptions::spectrumOrder;
     // Only the live view's keys change the order.
-    load.widestBins = live ? std::size_t{1} << (largestOrder(options) - 1) : load.bins;
-    std::cout << host::DeliveryRecorder::recordingText(options.recordPath, load) << std::endl;
+    load.largestOrder = live ? largestOrder(options) : load.order;
+    std::cout << recorder->recordingText(load) << std::endl;
     session.recorder = std::move(recorder);
     session.recordSink = std::make_unique<host::RecordSink>(*session.recorder);
     session.sinks.add(*session.recordSink);
