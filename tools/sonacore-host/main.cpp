@@ -1,15 +1,22 @@
 // sonacore-host: live sound levels and spectra of IEEE 1722 audio streams, built only on the library's public
 // interface.
 //
-// For each metered channel it runs two of the library's analysers and shows what they deliver: a sound level
-// processor, whose seven levels in dB re full scale (A-, C- and Z-weighted, fast and slow, and dBFS) it
-// shows as they come, and a spectrum processor of 16384 points (bins 48000 / 16384 = 2.93 Hz apart).
+// For each metered channel it runs two of the library's analysers (see ChannelAnalysers.h) and shows what
+// they deliver: a sound level processor, whose seven levels in dB re full scale (A-, C- and Z-weighted, fast
+// and slow, and dBFS) it shows as they come, and a spectrum processor of 16384 points (bins 48000 / 16384 =
+// 2.93 Hz apart), started only once the stream has filled its frame, so that no spectrum of a frame still
+// silent in its older part reaches an output. Every delivery goes to a list of sinks (see DeliverySink.h):
+// the plain lines or the live view, the snapshot and the record.
 //
 // On a terminal it is a live view drawn with ncurses (see TerminalView.h): every channel's levels with bar
-// meters, peak hold and a clip mark, the selected channel's averaged spectrum over a logarithmic Hz axis, and
-// the library's status messages; keys switch the channel, the FFT order (10 to 16) and the averaging, q ends
-// it. Otherwise, when the output goes to a file or a pipe, it prints plain lines once a second: the A, C and
-// Z fast levels and the strongest bin's frequency of each channel.
+// meters, peak hold and a clip mark, the selected channel's averaged spectrum over a logarithmic Hz axis,
+// marked while its average is still settling, and the library's status messages, named after the adapter;
+// keys switch the channel, the FFT order (10 to 16) and the averaging, q ends it. The view fits terminals
+// down to 80x24 and says when one is too small (see TerminalScreen.h). Otherwise, when the output goes to a
+// file or a pipe, it prints plain lines for each second of the stream, on the stream's own clock: the A, C
+// and Z fast levels and the strongest bin's frequency of each channel.
+//
+// A run in which no audio at all arrived from the monitored address says so and ends with exit status 3.
 //
 // With no arguments it runs a self-contained demo: it creates a private network namespace with a veth pair,
 // starts our AVTP talker inside it sending four channels (a 1 kHz full-scale sine, a 440 Hz half-scale sine,
@@ -29,9 +36,10 @@
 // The library's progress lines, and the warnings that every start-up brings, are shown with --verbose only
 // (see LibraryLog.h).
 //
-// --record FILE.csv appends every delivery to a CSV file as it arrives; --snapshot FILE.png paints the first
-// metered channel's last spectrum and every channel's last levels into an image at the end of the run, also
-// after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
+// --record FILE.csv appends every delivery to a CSV file as it arrives, one table of 32768 bin columns
+// whatever the FFT order, and says at the start how fast the file will grow; --snapshot FILE.png paints the
+// first metered channel's last spectrum and every channel's last levels into an image at the end of the run,
+// also after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
 //
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --duration 60           the demo for a minute
