@@ -366,6 +366,13 @@ TEST(TerminalScreen, SpectrumTitleSaysTheAverageIsSettlingUntilItsWindowIsFull) 
               padded("Spectrum of ch 0: order 14, bins 2.93 Hz, peak 999.02 Hz, average on", 80));
 }
 
+TEST(TerminalScreen, SpectrumTitleWaitingForTheFirstSpectrumSaysNoMoreThanWhetherTheAverageIsOn) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    screen.setAveragingProgress({true, 0, 10});
+    EXPECT_EQ(lineStarting(screenOf(screen), "Spectrum of ch 0"),
+              padded("Spectrum of ch 0: waiting for a spectrum of order 14, moving average on", columns));
+}
+
 TEST(TerminalScreen, ShortSpectrumTitleLeavesOutTheBinsWhereTheyDoNotFit) {
     TerminalScreen screen({0}, sampleRate, "title");
     std::vector<double> power(8192, 1e-9);

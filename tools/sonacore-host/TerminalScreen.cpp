@@ -328,7 +328,9 @@ std::string TerminalScreen::spectrumTitle(int columns) const {
     const std::string head = "Spectrum of ch " + std::to_string(selectedChannel()) + ": ";
     const std::string asked = std::to_string(spectrumSettings.order);
     if (power.empty()) {
-        return head + "waiting for a spectrum of order " + asked + ", " + averagingText(false);
+        // Nothing is averaged yet, so the average is only on or off.
+        return head + "waiting for a spectrum of order " + asked +
+               (spectrumSettings.averaging ? ", moving average on" : ", moving average off");
     }
     const double points = 2.0 * static_cast<double>(power.size());
     const std::string order = format("%.0f", std::log2(points));
