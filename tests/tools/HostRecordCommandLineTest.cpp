@@ -25,6 +25,17 @@ TEST(HostRecordCommandLine, HelpDescribesTheRecordsColumns) {
     EXPECT_TRUE(contains(result.output, "header line utc,seconds,channel,kind, the\n")) << result.output;
 }
 
+TEST(HostRecordCommandLine, HelpSaysASpectrumRowLeavesTheBinsBeyondItsCountEmpty) {
+    const auto result = runHost({"--help"});
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_TRUE(contains(
+        result.output,
+        "bin 32767. A level row fills the seven levels in dB re full scale, a\n"
+        "                           spectrum row the peak's frequency, its bin count N and each bin's\n"
+        "                           linear power (bin k at k x 48000 / 2N Hz), the rest left empty\n"))
+        << result.output;
+}
+
 TEST(HostRecordCommandLine, HelpStatesTheSnapshotsSize) {
     const auto result = runHost({"--help"});
     EXPECT_EQ(result.exitStatus, 0);

@@ -454,4 +454,36 @@ TEST(StreamChoice, ChannelOfTheCommandLineThatTheHeardStreamLacksEndsTheRun) {
     EXPECT_EQ(printed.error(), "Channel 1 is not sent: the stream has 1 channels, numbered from 0.\n");
 }
 
+// Regression: the demo sends four channels, and --meter 3 was refused against the two of a stream not yet
+// heard.
+TEST(HostOptionsStream, MeteredChannelWaitsForTheStreamsChannels) {
+    HostOptions options = parsed({"--meter", "3"});
+    StreamFormat demo;
+    demo.channels = 4;
+    std::string error;
+    ASSERT_TRUE(options.useStream(options.deviceKey, demo, error)) << error;
+    EXPECT_EQ(options.meteredChannels, std::vector<unsigned>{3});
+    EXPECT_EQ(options.stream.channels, 4u);
+}
+
+TEST(HostOptionsStream, MeteredChannelBeyondTheCommandLinesChannelsIsRefused) {
+    const char* arguments[] = {"sonacore-host", "--channels", "2", "--meter", "3"};
+    HostOptions options;
+    std::string error;
+    EXPECT_FALSE(HostOptions::parse(5, const_cast<char**>(arguments), options, error));
+    EXPECT_EQ(error, "Channel 3 is not sent: the stream has 2 channels, numbered from 0.");
+}
+
+TEST(StreamChoice, WithMacOfAStreamNotHeardAChannelBeyondItsFormEndsTheRun) {
+    HostOptions options = parsed({"--adapter", "veth7", "--mac", "02:53:43:00:00:09", "--meter", "5"});
+    int status = -1;
+    Printed printed;
+    EXPECT_FALSE(StreamChoice::takeNamed(options, heardOn({taggedWideFrame()}), status));
+    EXPECT_EQ(status, 2);
+    EXPECT_EQ(printed.error(),
+              "No frame of 025343000009 was heard on veth7 in 2 s, so its frames are read as "
+              "2 channels of 16-bit integer samples, 6 samples per frame, untagged.\n"
+              "Channel 5 is not sent: the stream has 2 channels, numbered from 0.\n");
+}
+
 } // namespace

@@ -244,4 +244,144 @@ TEST(TerminalScreen, KeysLineNamesTheFftOrdersOffered) {
     EXPECT_EQ(screenOf(screen).back().substr(0, keys.size() + 1), keys + " ");
 }
 
+// The demo's title, which an 80-column terminal cannot hold on one line.
+const std::string demoTitle =
+    "SonaCore monitor: 00a0c9112233 on scd27882h, 4 channels of int16 at 48000 Hz, 12 s; q or Ctrl-C ends it";
+
+// The demo's four channels, with levels on each.
+TerminalScreen demoScreen() {
+    TerminalScreen screen({0, 1, 2, 3}, sampleRate, demoTitle);
+    for (unsigned channel = 0; channel < 4; ++channel) {
+        screen.updateLevels(channel, levels(-3.01 - 6.0 * channel, -3.5), start);
+    }
+    return screen;
+}
+
+std::string padded(const std::string& text, int width) {
+    return text + std::string(static_cast<std::size_t>(width) - text.size(), ' ');
+}
+
+TEST(TerminalScreen, At80x24TheTitleWrapsBetweenItsPhrases) {
+    const std::vector<std::string> lines = demoScreen().compose(24, 80, start);
+    EXPECT_EQ(lines[0],
+              padded("SonaCore monitor: 00a0c9112233 on scd27882h, 4 channels of int16 at 48000 Hz,", 80));
+    EXPECT_EQ(lines[1], padded("  12 s; q or Ctrl-C ends it", 80));
+}
+
+TEST(TerminalScreen, At80x24TheKeysLineIsWhole) {
+    EXPECT_EQ(demoScreen().compose(24, 80, start).back(),
+              padded("Keys: Tab/Left/Right or 0-9 channel, +/- FFT order (10-16), a averaging, q quit", 80));
+}
+
+TEST(TerminalScreen, At80x24EveryChannelHasItsBarBesideTheFastLevels) {
+    const std::vector<std::string> lines = demoScreen().compose(24, 80, start);
+    EXPECT_EQ(lines[2], padded("  ch dBA SPL f dBC SPL f dBZ SPL f      dBFS   dBZ SPL f, -60 to 0 dB", 80));
+    // -3.01 dB fills 56.99 / 60 of 27 cells: 25, the last of them the peak hold.
+    EXPECT_EQ(lines[3],
+              padded(">  0     -3.50     -3.50     -3.01     -3.01  [########################|  ]", 80));
+    for (std::size_t row = 3; row < 7; ++row) {
+        EXPECT_EQ(lines[row].substr(44, 3), "  [") << lines[row];
+        EXPECT_EQ(lines[row][74], ']') << lines[row];
+    }
+}
+
+TEST(TerminalScreen, NarrowerThanFullWidthLeavesOutTheSlowLevels) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    const std::string wide = lineStarting(screen.compose(40, TerminalScreen::fullWidth, start), "  ch");
+    const std::string narrow = lineStarting(screen.compose(40, TerminalScreen::fullWidth - 1, start), "  ch");
+    EXPECT_EQ(wide.substr(0, 74),
+              "  ch dBA SPL f dBA SPL s dBC SPL f dBC SPL s dBZ SPL f dBZ SPL s      dBFS");
+    EXPECT_EQ(narrow.substr(0, 44), "  ch dBA SPL f dBC SPL f dBZ SPL f      dBFS");
+    const std::string row = lineStarting(screen.compose(40, TerminalScreen::fullWidth, start), ">  0");
+    EXPECT_EQ(row.size() - row.find('[') - 2 - 5, static_cast<std::size_t>(TerminalScreen::minimumBar));
+}
+
+TEST(TerminalScreen, FewerRowsShrinkThePlotThenDropTheGapThenAStatusLine) {
+    TerminalScreen screen = demoScreen();
+    screen.addStatus("older");
+    screen.addStatus("newer");
+    // 2 title lines, the header, 4 meters, the line for no audio, the spectrum's title, the axis and its
+    // labels, and the keys: 13 rows, besides the plot and the status lines.
+    const std::vector<std::string> roomy = screen.compose(19, 80, start);
+    EXPECT_EQ(roomy[roomy.size() - 4], padded("", 80));
+    EXPECT_EQ(roomy[roomy.size() - 3], padded("Status: older", 80));
+    const std::vector<std::string> gapless = screen.compose(17, 80, start);
+    EXPECT_EQ(gapless[gapless.size() - 3], padded("Status: older", 80));
+    EXPECT_EQ(gapless[gapless.size() - 2], padded("Status: newer", 80));
+    EXPECT_NE(gapless[gapless.size() - 4].find("20 Hz"), std::string::npos);
+    const std::vector<std::string> smallest = screen.compose(16, 80, start);
+    EXPECT_EQ(smallest[smallest.size() - 2], padded("Status: newer", 80));
+    EXPECT_NE(smallest[smallest.size() - 3].find("20 Hz"), std::string::npos);
+    EXPECT_EQ(screen.minimumRows(80), 16);
+}
+
+TEST(TerminalScreen, At40x10OnlyTheSentenceThatTheTerminalIsTooSmallIsShown) {
+    const std::vector<std::string> lines = demoScreen().compose(10, 40, start);
+    const std::vector<std::string> expected{"Terminal too small: the monitor needs at",
+                                            "least 80x16 characters,", "this one has 40x10. Enlarge it,",
+                                            "or press q to end the run."};
+    ASSERT_EQ(lines.size(), 10u);
+    for (std::size_t row = 0; row < lines.size(); ++row) {
+        EXPECT_EQ(lines[row], padded(row < expected.size() ? expected[row] : "", 40)) << row;
+    }
+}
+
+TEST(TerminalScreen, TooFewRowsForTheChannelsAreTooSmall) {
+    // One title line at 120 columns: 15 rows, of which the plot takes 3.
+    ASSERT_NE(lineStarting(demoScreen().compose(15, 120, start), "Keys:"), "");
+    const std::vector<std::string> lines = demoScreen().compose(14, 120, start);
+    EXPECT_EQ(lines[0],
+              padded("Terminal too small: the monitor needs at least 120x15 characters, this one has "
+                     "120x14. Enlarge it,",
+                     120));
+    EXPECT_EQ(lines[1], padded("or press q to end the run.", 120));
+}
+
+TEST(TerminalScreen, NoAudioLineStandsUntilTheFirstLevel) {
+    TerminalScreen screen({0, 1}, sampleRate, "title");
+    screen.setNoAudioText("No audio has arrived from 025343000099 on veth0 yet.");
+    EXPECT_EQ(screenOf(screen)[4], padded("No audio has arrived from 025343000099 on veth0 yet.", columns));
+    screen.updateLevels(1, levels(-20.0), start);
+    EXPECT_EQ(screenOf(screen)[4], padded("", columns));
+}
+
+TEST(TerminalScreen, SpectrumTitleSaysTheAverageIsSettlingUntilItsWindowIsFull) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    std::vector<double> power(8192, 1e-9);
+    power[341] = 0.3;
+    screen.updateSpectrum(0, power);
+    screen.setAveragingProgress({true, 3, 10});
+    EXPECT_EQ(
+        lineStarting(screenOf(screen), "Spectrum of ch 0"),
+        padded("Spectrum of ch 0: FFT order 14 (16384 points, bins 2.93 Hz apart), tallest bin 999.02 Hz, "
+               "moving average settling (3 of 10 spectra)",
+               columns));
+    EXPECT_EQ(lineStarting(screen.compose(24, 80, start), "Spectrum of ch 0"),
+              "Spectrum of ch 0: order 14, bins 2.93 Hz, peak 999.02 Hz, average settling 3/10 ");
+    screen.setAveragingProgress({true, 10, 10});
+    EXPECT_EQ(lineStarting(screenOf(screen), "Spectrum of ch 0").substr(0, 108),
+              "Spectrum of ch 0: FFT order 14 (16384 points, bins 2.93 Hz apart), tallest bin 999.02 Hz, "
+              "moving average on ");
+    EXPECT_EQ(lineStarting(screen.compose(24, 80, start), "Spectrum of ch 0"),
+              padded("Spectrum of ch 0: order 14, bins 2.93 Hz, peak 999.02 Hz, average on", 80));
+}
+
+TEST(TerminalScreen, SpectrumTitleWaitingForTheFirstSpectrumSaysNoMoreThanWhetherTheAverageIsOn) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    screen.setAveragingProgress({true, 0, 10});
+    EXPECT_EQ(lineStarting(screenOf(screen), "Spectrum of ch 0"),
+              padded("Spectrum of ch 0: waiting for a spectrum of order 14, moving average on", columns));
+}
+
+TEST(TerminalScreen, ShortSpectrumTitleLeavesOutTheBinsWhereTheyDoNotFit) {
+    TerminalScreen screen({0}, sampleRate, "title");
+    std::vector<double> power(8192, 1e-9);
+    power[4000] = 0.3;
+    screen.updateSpectrum(0, power);
+    screen.setSpectrumSettings({15, true});
+    screen.setAveragingProgress({true, 3, 10});
+    EXPECT_EQ(lineStarting(screen.compose(24, 80, start), "Spectrum of ch 0"),
+              padded("Spectrum of ch 0: order 14 (15 asked), peak 11718.75 Hz, average settling 3/10", 80));
+}
+
 } // namespace

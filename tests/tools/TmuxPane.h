@@ -55,6 +55,10 @@ public:
 
     void press(const std::string& key) const { tmux({"send-keys", "-t", socket, key}); }
 
+    void resize(int columns, int rows) const {
+        tmux({"resize-window", "-t", socket, "-x", std::to_string(columns), "-y", std::to_string(rows)});
+    }
+
     // Polls the screen until `condition` holds of it, up to `deadline`; on a timeout the whole screen and
     // what `diagnosis` says go into the failure.
     ::testing::AssertionResult shows(const std::function<bool(const std::string&)>& condition,

@@ -37,16 +37,68 @@ bool emptyOrMissing(const std::string& path) {
     return ::stat(path.c_str(), &status) != 0 || status.st_size == 0;
 }
 
+// The first line of a file, without its line end; empty when it cannot be read.
+std::string firstLine(const std::string& path) {
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return line;
+}
+
+// The lengths of the values as they are usually written: a level such as -12.3456, the seconds of a run
+// of minutes such as 123.456, a peak such as 1000.000, and a bin's power such as 1.23456789e-10.
+constexpr std::size_t levelValueBytes = 8;
+constexpr std::size_t secondsBytes = 7;
+constexpr std::size_t peakBytes = 8;
+constexpr std::size_t binValueBytes = 14;
+
+// "2.9 MB", "640 kB": decimal units, as file sizes are given.
+std::string sizeText(double bytes) {
+    char text[32];
+    if (bytes >= 1e6) {
+        std::snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
+    } else {
+        std::snprintf(text, sizeof text, "%.0f kB", bytes / 1e3);
+    }
+    return text;
+}
+
+// A rate with at most one decimal, without a trailing ".0": "16.7", "5".
+std::string rateText(double perSecond) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", perSecond);
+    std::string shown = text;
+    if (shown.size() > 2 && shown.compare(shown.size() - 2, 2, ".0") == 0) {
+        shown.resize(shown.size() - 2);
+    }
+    return shown;
+}
+
+double bytesPerSecond(const DeliveryRecorder::Load& load, std::size_t order, std::size_t binColumns) {
+    const std::size_t bins = std::size_t{1} << (order - 1);
+    const double perChannel =
+        load.levelsPerSecond * static_cast<double>(DeliveryRecorder::levelRowBytes()) +
+        load.spectraPerSecond * static_cast<double>(DeliveryRecorder::spectrumRowBytes(bins, binColumns));
+    return static_cast<double>(load.channels) * perChannel;
+}
+
 } // namespace
 
-DeliveryRecorder::DeliveryRecorder(std::string path, double sampleRate, Clock::time_point start)
-    : filePath(std::move(path)), sampleRate(sampleRate), start(start) {}
+DeliveryRecorder::DeliveryRecorder(std::string path, std::size_t binColumns, double sampleRate,
+                                   Clock::time_point start)
+    : filePath(std::move(path)), binColumns(binColumns), sampleRate(sampleRate), start(start) {}
 
-std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path, std::size_t bins,
+std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path, std::size_t binColumns,
                                                          double sampleRate, Clock::time_point start,
                                                          std::string& error) {
     const bool needsHeader = emptyOrMissing(path);
-    std::unique_ptr<DeliveryRecorder> recorder(new DeliveryRecorder(path, sampleRate, start));
+    // Rows under another header would make the file two tables that no reader takes as one.
+    if (!needsHeader && firstLine(path) != header(binColumns)) {
+        error = "The record file '" + path + "' begins with another header than this monitor's, of " +
+                std::to_string(binColumns) + " bin columns: record into a new file.";
+        return nullptr;
+    }
+    std::unique_ptr<DeliveryRecorder> recorder(new DeliveryRecorder(path, binColumns, sampleRate, start));
     errno = 0;
     recorder->file.open(path, std::ios::out | std::ios::app);
     if (!recorder->file) {
@@ -54,24 +106,49 @@ std::unique_ptr<DeliveryRecorder> DeliveryRecorder::open(const std::string& path
                 "': " + (errno != 0 ? std::strerror(errno) : "unknown error") + ".";
         return nullptr;
     }
-    if (needsHeader && !recorder->writeLine(header(bins))) {
+    if (needsHeader && !recorder->writeLine(header(binColumns))) {
         error = recorder->lastError;
         return nullptr;
     }
     return recorder;
 }
 
-std::string DeliveryRecorder::header(std::size_t bins) {
+std::string DeliveryRecorder::header(std::size_t binColumns) {
     std::string line = "utc,seconds,channel,kind";
     for (const auto& unit : sonacore::constants::soundLevelUnits) {
         line += ",";
         line += unit.shortLabel;
     }
     line += ",peak Hz,bins";
-    for (std::size_t bin = 0; bin < bins; ++bin) {
+    for (std::size_t bin = 0; bin < binColumns; ++bin) {
         line += ",bin " + std::to_string(bin);
     }
     return line;
+}
+
+std::size_t DeliveryRecorder::levelRowBytes() {
+    return utcText(Clock::time_point{}).size() + 1 + secondsBytes + 1 + 1 + 1 + std::strlen("level") +
+           levelColumns * (1 + levelValueBytes) + 1;
+}
+
+std::size_t DeliveryRecorder::spectrumRowBytes(std::size_t bins, std::size_t binColumns) {
+    return utcText(Clock::time_point{}).size() + 1 + secondsBytes + 1 + 1 + 1 + std::strlen("spectrum") +
+           levelColumns + 1 + peakBytes + 1 + std::to_string(bins).size() + bins * (1 + binValueBytes) +
+           (binColumns > bins ? binColumns - bins : 0) + 1;
+}
+
+std::string DeliveryRecorder::recordingText(const Load& load) const {
+    std::string text =
+        "Recording to " + filePath + " adds about " + sizeText(bytesPerSecond(load, load.order, binColumns)) +
+        " a second: " + std::to_string(load.channels) +
+        (load.channels == 1 ? " channel, " : " channels, each ") + rateText(load.levelsPerSecond) +
+        " level rows and " + rateText(load.spectraPerSecond) + " spectrum rows of " +
+        std::to_string(std::size_t{1} << (load.order - 1)) + " bins a second";
+    if (load.largestOrder > load.order) {
+        text += "; up to about " + sizeText(bytesPerSecond(load, load.largestOrder, binColumns)) +
+                " at FFT order " + std::to_string(load.largestOrder);
+    }
+    return text + ".";
 }
 
 std::string DeliveryRecorder::utcText(Clock::time_point at) {
@@ -114,6 +191,14 @@ bool DeliveryRecorder::recordLevels(unsigned channel, const std::vector<double>&
 
 bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double>& power,
                                       Clock::time_point at) {
+    if (lastError.empty() && power.size() > binColumns) {
+        lastError = "A spectrum of " + std::to_string(power.size()) + " bins does not fit the " +
+                    std::to_string(binColumns) + " bin columns of the record file '" + filePath +
+                    "'; recording stopped.";
+    }
+    if (!lastError.empty()) {
+        return false;
+    }
     std::string line = rowStart(channel, "spectrum", at);
     line += std::string(levelColumns, ',');
     const double peak = peakFrequency(power, sampleRate);
@@ -122,6 +207,8 @@ bool DeliveryRecorder::recordSpectrum(unsigned channel, const std::vector<double
     for (const double value : power) {
         line += "," + formatted("%.9g", value);
     }
+    // The bins of a wider spectrum stay empty, so that the row has as many columns as the header.
+    line.append(binColumns - power.size(), ',');
     if (!writeLine(line)) {
         return false;
     }

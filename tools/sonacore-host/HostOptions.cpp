@@ -243,7 +243,7 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
         error = "--all goes with --list: run 'sonacore-host --list --all' for every adapter.";
         return false;
     }
-    return options.complete(error);
+    return options.complete(error, options.channelsGiven);
 }
 
 bool HostOptions::useStream(const std::string& streamDeviceKey, const StreamFormat& heard,
@@ -257,10 +257,10 @@ bool HostOptions::useStream(const std::string& streamDeviceKey, const StreamForm
     if (samplesPerFrameGiven) {
         stream.samplesPerFrame = given.samplesPerFrame;
     }
-    return complete(error);
+    return complete(error, true);
 }
 
-bool HostOptions::complete(std::string& error) {
+bool HostOptions::complete(std::string& error, bool channelsKnown) {
     if (!meterGiven) {
         meteredChannels.clear();
         for (unsigned channel = 0; channel < stream.channels && channel < 8; ++channel) {
@@ -268,7 +268,7 @@ bool HostOptions::complete(std::string& error) {
         }
     }
     for (const unsigned channel : meteredChannels) {
-        if (channel >= stream.channels) {
+        if (channelsKnown && channel >= stream.channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
                     std::to_string(stream.channels) + " channels, numbered from 0.";
             return false;
@@ -325,9 +325,9 @@ std::string HostOptions::usage() {
            "  --record FILE.csv        append every delivery to FILE, one row each, flushed at once; a new\n"
            "                           or empty FILE gets the header line utc,seconds,channel,kind, the\n"
            "                           seven level names (dBA SPL f ... dBFS), peak Hz, bins, bin 0 ...\n"
-           "                           bin 8191. A level row fills the seven levels in dB re full scale, a\n"
-           "                           spectrum row the peak's frequency, the bin count and each bin's\n"
-           "                           linear power (bin k at k x 48000 / 16384 Hz)\n"
+           "                           bin 32767. A level row fills the seven levels in dB re full scale, a\n"
+           "                           spectrum row the peak's frequency, its bin count N and each bin's\n"
+           "                           linear power (bin k at k x 48000 / 2N Hz), the rest left empty\n"
            "  --snapshot FILE.png      at the end of the run, also on Ctrl-C, paint a 1200x700 image of the\n"
            "                           first metered channel's last spectrum (dB over 20 Hz to 24 kHz on a\n"
            "                           logarithmic axis) and the last levels of every metered channel, in\n"

@@ -78,8 +78,9 @@ struct HostOptions {
     bool useStream(const std::string& streamDeviceKey, const StreamFormat& heard, std::string& error);
 
 private:
-    // Fills in the default metered channels and checks the options against each other.
-    bool complete(std::string& error);
+    // Fills in the default metered channels and checks the options against each other; the metered
+    // channels against the stream's only once `channelsKnown`: from the command line, or as heard.
+    bool complete(std::string& error, bool channelsKnown);
 };
 
 } // namespace host

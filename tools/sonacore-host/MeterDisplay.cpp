@@ -1,9 +1,10 @@
 #include "MeterDisplay.h"
 
+#include "SpectrumPeak.h"
+
 #include "sonacore/ISoundLevelValueConfig.h"
 
 #include <cmath>
-#include <cstdio>
 #include <string>
 #include <utility>
 
@@ -46,37 +47,54 @@ std::string levelsText(const Readings& reading, const char* separator) {
 
 } // namespace
 
-MeterDisplay::MeterDisplay(std::vector<unsigned> channels) : channels(std::move(channels)) {}
+MeterDisplay::MeterDisplay(std::vector<unsigned> channels, std::uint64_t levelSamples, double sampleRate,
+                           std::FILE* lines)
+    : channels(std::move(channels)), levelSamples(levelSamples), sampleRate(sampleRate), output(lines) {}
 
-void MeterDisplay::updateLevels(unsigned channel, double dbaFast, double dbcFast, double dbzFast) {
+void MeterDisplay::levels(unsigned channel, const std::vector<double>& values) {
+    using namespace sonacore::iprocess;
+    if (values.size() < soundLevelValueTypes.size()) {
+        return;
+    }
     Readings& reading = readings[channel];
-    reading.dbaFast = dbaFast;
-    reading.dbcFast = dbcFast;
-    reading.dbzFast = dbzFast;
+    reading.dbaFast = values[dbaSplFast.identifier];
+    reading.dbcFast = values[dbcSplFast.identifier];
+    reading.dbzFast = values[dbzSplFast.identifier];
     ++reading.levels;
+    if (channels.empty() || channel != channels.front()) {
+        return;
+    }
+    ++levelsOfClock;
+    const auto second = static_cast<std::uint64_t>(std::floor(streamSeconds()));
+    if (second > lastSecond) {
+        lastSecond = second;
+        printLines(second);
+    }
 }
 
-void MeterDisplay::updateSpectrum(unsigned channel, double peakHz) {
+void MeterDisplay::spectrum(unsigned channel, const std::vector<double>& power) {
     Readings& reading = readings[channel];
-    reading.peakHz = peakHz;
+    reading.peakHz = peakFrequency(power, sampleRate);
     ++reading.spectra;
 }
 
-void MeterDisplay::draw() {
-    const auto now = std::chrono::steady_clock::now();
-    if (now - lastLine < std::chrono::seconds(1) || readings.empty()) {
+double MeterDisplay::streamSeconds() const {
+    return static_cast<double>(levelsOfClock * levelSamples) / sampleRate;
+}
+
+void MeterDisplay::printLines(std::uint64_t second) {
+    if (output == nullptr) {
         return;
     }
-    lastLine = now;
-    const double seconds = std::chrono::duration<double>(now - started).count();
     for (const unsigned channel : channels) {
         const auto found = readings.find(channel);
         if (found == readings.end()) {
             continue;
         }
-        std::printf("t=%5.1fs ch%u %s\n", seconds, channel, levelsText(found->second, " ").c_str());
+        std::fprintf(output, "t=%5.1fs ch%u %s\n", static_cast<double>(second), channel,
+                     levelsText(found->second, " ").c_str());
     }
-    std::fflush(stdout);
+    std::fflush(output);
 }
 
 void MeterDisplay::finish() {

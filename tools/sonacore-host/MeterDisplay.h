@@ -1,7 +1,10 @@
 #pragma once
 
-#include <chrono>
+#include "DeliverySink.h"
+
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <map>
 #include <vector>
@@ -20,26 +23,43 @@ struct Readings {
     std::size_t spectra = 0;
 };
 
-// Shows the latest readings of each metered channel as plain lines once a second, for an output that is not a
-// terminal (a file, a pipe); on a terminal the live view takes their place. It also keeps the last readings
-// for the summary at the end of every run. Used on the host's thread only.
-class MeterDisplay {
+// Shows the latest readings of each metered channel as plain lines, one per channel for each second of the
+// stream, for an output that is not a terminal (a file, a pipe); on a terminal the live view takes their
+// place. It also keeps the last readings for the summary at the end of every run.
+//
+// The lines' clock is the stream's, not the wall's: the first metered channel's levels each stand for
+// `levelSamples` samples at `sampleRate`, and when their sum passes a whole second, every channel's line is
+// printed with that second, so that successive lines step by exactly 1.0 s however the deliveries were
+// spread in time. A level of more than a second prints the last second it passed.
+//
+// Thread affinity: the host's thread.
+class MeterDisplay : public DeliverySink {
 public:
-    explicit MeterDisplay(std::vector<unsigned> channels);
+    // `lines` is where the plain lines go; null for none, as while the live view owns the terminal.
+    MeterDisplay(std::vector<unsigned> channels, std::uint64_t levelSamples, double sampleRate,
+                 std::FILE* lines);
 
-    void updateLevels(unsigned channel, double dbaFast, double dbcFast, double dbzFast);
-    void updateSpectrum(unsigned channel, double peakHz);
-    // Prints each channel's line when a second has passed since the last ones.
-    void draw();
-    // Prints the last readings.
+    void printLinesTo(std::FILE* lines) { output = lines; }
+
+    void levels(unsigned channel, const std::vector<double>& values) override;
+    void spectrum(unsigned channel, const std::vector<double>& power) override;
+    // Prints the last readings to standard output.
     void finish();
-    bool sawData() const { return !readings.empty(); }
+    // Whether any level arrived: the stream's audio reached the library.
+    bool sawAudio() const { return levelsOfClock > 0; }
+    // The stream's time in seconds that the first metered channel's levels account for.
+    double streamSeconds() const;
 
 private:
+    void printLines(std::uint64_t second);
+
     std::vector<unsigned> channels;
+    std::uint64_t levelSamples;
+    double sampleRate;
+    std::FILE* output;
     std::map<unsigned, Readings> readings;
-    std::chrono::steady_clock::time_point started = std::chrono::steady_clock::now();
-    std::chrono::steady_clock::time_point lastLine = started;
+    std::uint64_t levelsOfClock = 0;
+    std::uint64_t lastSecond = 0;
 };
 
 } // namespace host

@@ -106,6 +106,14 @@ bool StreamChoice::takeNamed(HostOptions& options, const HeardStreams& heard, in
     std::cerr << "No frame of " << options.deviceKey << " was heard on " << heard.adapterName << " in "
               << options.discoverySeconds << " s, so its frames are read as " << options.stream.describe()
               << ".\n";
+    // The command line's form, or the defaults, now stand for the stream's: its channels are checked
+    // against them as against a stream heard.
+    std::string error;
+    if (!options.useStream(options.deviceKey, options.stream, error)) {
+        std::cerr << error << "\n";
+        status = 2;
+        return false;
+    }
     return true;
 }
 

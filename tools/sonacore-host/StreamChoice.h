@@ -47,7 +47,7 @@ public:
     // With --mac: the named stream in the form heard. A stream not heard keeps the command line's form or
     // the defaults, which standard error says in one sentence. False when the program is to end, with its
     // exit status in `status`: 3 when the stream was heard in a form the library cannot read, 2 when a
-    // chosen channel is not in the stream.
+    // chosen channel is not in the stream, heard or not.
     static bool takeNamed(HostOptions& options, const HeardStreams& heard, int& status);
 };
 

@@ -14,11 +14,17 @@ namespace {
 
 constexpr int statusRows = 2;
 
-// The seven level kinds in the order of their index in a delivery, which is not the order of their names.
-std::vector<const sonacore::iprocess::SoundLevelValueType*> levelKinds() {
-    std::vector<const sonacore::iprocess::SoundLevelValueType*> kinds;
-    for (const auto& entry : sonacore::iprocess::soundLevelValueTypes) {
-        kinds.push_back(&entry.second);
+// The level kinds shown in the order of their index in a delivery, which is not the order of their names:
+// all seven, or without the three slow ones.
+std::vector<const sonacore::iprocess::SoundLevelValueType*> levelKinds(bool allLevels) {
+    using namespace sonacore::iprocess;
+    std::vector<const SoundLevelValueType*> kinds;
+    for (const auto& entry : soundLevelValueTypes) {
+        const auto identifier = entry.second.identifier;
+        if (allLevels || (identifier != dbaSplSlow.identifier && identifier != dbcSplSlow.identifier &&
+                          identifier != dbzSplSlow.identifier)) {
+            kinds.push_back(&entry.second);
+        }
     }
     std::sort(kinds.begin(), kinds.end(),
               [](const auto* left, const auto* right) { return left->identifier < right->identifier; });
@@ -58,6 +64,83 @@ std::string fitted(std::string line, int columns) {
     line.resize(static_cast<std::size_t>(std::max(columns, 0)), ' ');
     return line;
 }
+
+// `rows` lines of `columns` characters: cut or filled with blanks.
+std::vector<std::string> framed(std::vector<std::string> lines, int rows, int columns) {
+    lines.resize(static_cast<std::size_t>(std::max(rows, 0)));
+    for (std::string& line : lines) {
+        line = fitted(std::move(line), columns);
+    }
+    return lines;
+}
+
+// The words of a text, each with the blank that follows it dropped.
+std::vector<std::string> wordsOf(const std::string& text) {
+    std::vector<std::string> words;
+    std::size_t begin = 0;
+    while (begin <= text.size()) {
+        std::size_t end = text.find(' ', begin);
+        end = end == std::string::npos ? text.size() : end;
+        words.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return words;
+}
+
+// The phrases of a text: runs of words that end in a comma, semicolon, colon or full stop.
+std::vector<std::string> phrasesOf(const std::string& text) {
+    std::vector<std::string> phrases{std::string()};
+    for (const std::string& word : wordsOf(text)) {
+        phrases.back() += (phrases.back().empty() ? "" : " ") + word;
+        if (!word.empty() && std::string(",;:.").find(word.back()) != std::string::npos) {
+            phrases.emplace_back();
+        }
+    }
+    if (phrases.back().empty()) {
+        phrases.pop_back();
+    }
+    return phrases;
+}
+
+// A text broken into lines of at most `width` characters between its phrases, and between the words of a
+// phrase too long for a line; a word longer than a line is cut. The lines after the first start with
+// `indent` blanks.
+std::vector<std::string> wrapped(const std::string& text, int width, std::size_t indent) {
+    const auto limit = static_cast<std::size_t>(std::max(width, 1));
+    const std::string margin(std::min(indent, limit - 1), ' ');
+    std::vector<std::string> lines{std::string()};
+    // Whether the last line holds no text yet.
+    bool fresh = true;
+    const auto fits = [&](const std::string& piece) {
+        return fresh || lines.back().size() + 1 + piece.size() <= limit;
+    };
+    const auto put = [&](const std::string& piece) {
+        lines.back() = (fresh ? lines.back() + piece : lines.back() + " " + piece).substr(0, limit);
+        fresh = false;
+    };
+    const auto newLine = [&] {
+        lines.push_back(margin);
+        fresh = true;
+    };
+    for (const std::string& phrase : phrasesOf(text)) {
+        if (!fits(phrase) && margin.size() + phrase.size() <= limit) {
+            newLine();
+        } else if (!fits(phrase)) {
+            for (const std::string& word : wordsOf(phrase)) {
+                if (!fits(word)) {
+                    newLine();
+                }
+                put(word);
+            }
+            continue;
+        }
+        put(phrase);
+    }
+    return lines;
+}
+
+// Lines of the title that wrap keep it apart from the header below by their indent.
+constexpr std::size_t titleIndent = 2;
 
 // The labelled frequencies of the axis, with their labels.
 const std::vector<std::pair<double, const char*>>& axisTicks() {
@@ -131,47 +214,93 @@ bool TerminalScreen::select(unsigned channel) {
 }
 
 std::vector<std::string> TerminalScreen::compose(int rows, int columns, Clock::time_point now) const {
-    std::vector<std::string> lines{title, headerLine()};
+    const Layout layout = arrange(rows, columns);
+    if (!layout.fits) {
+        return framed(tooSmall(rows, columns), rows, columns);
+    }
+    std::vector<std::string> lines = wrapped(title, columns, titleIndent);
+    lines.push_back(headerLine(layout.allLevels, columns));
     for (const unsigned channel : channelList) {
         const auto found = meters.find(channel);
-        lines.push_back(meterLine(channel, found != meters.end() ? &found->second : nullptr, columns, now));
+        lines.push_back(meterLine(channel, found != meters.end() ? &found->second : nullptr, layout.allLevels,
+                                  columns, now));
     }
-    lines.emplace_back();
-    lines.push_back(spectrumTitle());
-    // What follows the plot: the axis, its labels, a blank line, the status lines and the keys.
-    const int below = 3 + statusRows + 1;
-    const int plotRows = std::max(3, rows - static_cast<int>(lines.size()) - below);
-    addPlot(lines, plotRows, columns);
+    lines.push_back(meters.empty() ? noAudioText : std::string());
+    lines.push_back(spectrumTitle(columns));
+    addPlot(lines, layout.plotRows, columns);
     addAxis(lines, columns - plotLeft);
-    lines.emplace_back();
-    for (int row = 0; row < statusRows; ++row) {
-        const auto index = static_cast<std::size_t>(row);
+    if (layout.gapAboveStatus) {
+        lines.emplace_back();
+    }
+    // The latest status lines, the newest last.
+    const auto shown = static_cast<std::size_t>(layout.statusRows);
+    const std::size_t skipped = statusLines.size() > shown ? statusLines.size() - shown : 0;
+    for (std::size_t row = 0; row < shown; ++row) {
+        const std::size_t index = skipped + row;
         lines.push_back(index < statusLines.size() ? "Status: " + statusLines[index] : std::string());
     }
-    lines.push_back("Keys: Tab/Right next channel, Left previous, 0-9 channel, +/- FFT order (" +
-                    std::to_string(lowestOrder) + "-" + std::to_string(highestOrder) +
-                    "), a averaging, q quit");
-    lines.resize(static_cast<std::size_t>(std::max(rows, 0)));
-    for (std::string& line : lines) {
-        line = fitted(std::move(line), columns);
-    }
-    return lines;
+    lines.push_back(keysLine(columns));
+    return framed(std::move(lines), rows, columns);
 }
 
-std::string TerminalScreen::headerLine() const {
+TerminalScreen::Layout TerminalScreen::arrange(int rows, int columns) const {
+    Layout layout;
+    layout.allLevels = columns >= fullWidth;
+    layout.statusRows = statusRows;
+    // The title, the header, the meters, the line for no audio, the spectrum's title, the axis and its
+    // labels, and the keys.
+    const int fixed = static_cast<int>(wrapped(title, columns, titleIndent).size() + channelList.size()) + 6;
+    layout.plotRows = rows - fixed - layout.statusRows - 1;
+    if (layout.plotRows < minimumPlotRows) {
+        layout.gapAboveStatus = false;
+        ++layout.plotRows;
+    }
+    if (layout.plotRows < minimumPlotRows) {
+        layout.statusRows = 1;
+        ++layout.plotRows;
+    }
+    layout.fits = columns >= minimumColumns && layout.plotRows >= minimumPlotRows;
+    return layout;
+}
+
+int TerminalScreen::minimumRows(int columns) const {
+    const int width = std::max(columns, minimumColumns);
+    return static_cast<int>(wrapped(title, width, titleIndent).size() + channelList.size()) + 6 + 1 +
+           minimumPlotRows;
+}
+
+std::vector<std::string> TerminalScreen::tooSmall(int rows, int columns) const {
+    // The size asked for keeps the terminal's width where that is wide enough, since the title's lines, and
+    // so the rows needed, depend on it.
+    const int width = std::max(columns, minimumColumns);
+    const std::string sentence = "Terminal too small: the monitor needs at least " + std::to_string(width) +
+                                 "x" + std::to_string(minimumRows(width)) + " characters, this one has " +
+                                 std::to_string(columns) + "x" + std::to_string(rows) +
+                                 ". Enlarge it, or press q to end the run.";
+    return wrapped(sentence, columns, 0);
+}
+
+std::string TerminalScreen::headerLine(bool allLevels, int columns) const {
     std::string line = "  ch";
-    for (const auto* kind : levelKinds()) {
+    for (const auto* kind : levelKinds(allLevels)) {
         line += rightAligned(kind->shortLabel, valueWidth);
     }
-    return line + "   dBZ SPL f from " + format("%.0f", meterFloor) + " to 0 dB, '|' peak hold";
+    const std::string floor = format("%.0f", meterFloor);
+    for (const std::string& legend :
+         {"   dBZ SPL f from " + floor + " to 0 dB, '|' peak hold", "   dBZ SPL f, " + floor + " to 0 dB"}) {
+        if (line.size() + legend.size() <= static_cast<std::size_t>(columns)) {
+            return line + legend;
+        }
+    }
+    return line;
 }
 
-std::string TerminalScreen::meterLine(unsigned channel, const Meter* meter, int columns,
+std::string TerminalScreen::meterLine(unsigned channel, const Meter* meter, bool allLevels, int columns,
                                       Clock::time_point now) const {
     char name[16];
     std::snprintf(name, sizeof name, "%c%3u", channel == selectedChannel() ? '>' : ' ', channel);
     std::string line = name;
-    for (const auto* kind : levelKinds()) {
+    for (const auto* kind : levelKinds(allLevels)) {
         line +=
             rightAligned(meter != nullptr ? levelText(meter->levels[kind->identifier]) : "--", valueWidth);
     }
@@ -193,24 +322,61 @@ std::string TerminalScreen::meterLine(unsigned channel, const Meter* meter, int 
     return line + "  [" + bar + "]" + (clipped ? " CLIP" : "");
 }
 
-std::string TerminalScreen::spectrumTitle() const {
-    std::string line = "Spectrum of ch " + std::to_string(selectedChannel()) + ": ";
+// The long form, as wide terminals show it; else the short one, without the bins' spacing where even that
+// does not fit.
+std::string TerminalScreen::spectrumTitle(int columns) const {
+    const std::string head = "Spectrum of ch " + std::to_string(selectedChannel()) + ": ";
     const std::string asked = std::to_string(spectrumSettings.order);
     if (power.empty()) {
-        line += "waiting for a spectrum of order " + asked;
-    } else {
-        const double points = 2.0 * static_cast<double>(power.size());
-        const std::string order = format("%.0f", std::log2(points));
-        line += "FFT order " + order + " (" + format("%.0f", points) + " points, bins " +
-                format("%.2f", sampleRate / points) + " Hz apart)";
-        const double tallest = peakFrequency(power, sampleRate);
-        line += std::isnan(tallest) ? ", no power" : ", tallest bin " + format("%.2f", tallest) + " Hz";
-        // A new order takes effect with the processor's next spectrum.
-        if (order != asked) {
-            line += ", order " + asked + " asked";
-        }
+        // Nothing is averaged yet, so the average is only on or off.
+        return head + "waiting for a spectrum of order " + asked +
+               (spectrumSettings.averaging ? ", moving average on" : ", moving average off");
     }
-    return line + (spectrumSettings.averaging ? ", moving average on" : ", moving average off");
+    const double points = 2.0 * static_cast<double>(power.size());
+    const std::string order = format("%.0f", std::log2(points));
+    const std::string spacing = format("%.2f", sampleRate / points);
+    const double tallest = peakFrequency(power, sampleRate);
+    // A new order takes effect with the processor's next spectrum.
+    const bool pending = order != asked;
+    std::string line =
+        head + "FFT order " + order + " (" + format("%.0f", points) + " points, bins " + spacing +
+        " Hz apart)" +
+        (std::isnan(tallest) ? ", no power" : ", tallest bin " + format("%.2f", tallest) + " Hz") +
+        (pending ? ", order " + asked + " asked" : "") + ", " + averagingText(false);
+    if (line.size() <= static_cast<std::size_t>(columns)) {
+        return line;
+    }
+    const std::string shortOrder = head + "order " + order + (pending ? " (" + asked + " asked)" : "");
+    const std::string rest =
+        std::string(std::isnan(tallest) ? "no power" : "peak " + format("%.2f", tallest) + " Hz") + ", " +
+        averagingText(true);
+    line = shortOrder + ", bins " + spacing + " Hz, " + rest;
+    return line.size() <= static_cast<std::size_t>(columns) ? line : shortOrder + ", " + rest;
+}
+
+std::string TerminalScreen::averagingText(bool brief) const {
+    const std::string name = brief ? "average " : "moving average ";
+    if (!spectrumSettings.averaging) {
+        return name + "off";
+    }
+    if (!averaging.settling()) {
+        return name + "on";
+    }
+    const std::string averaged = std::to_string(averaging.averaged);
+    const std::string window = std::to_string(averaging.window);
+    return name + (brief ? "settling " + averaged + "/" + window
+                         : "settling (" + averaged + " of " + window + " spectra)");
+}
+
+// The keys line is the screen's last, whose last cell is never written: the short form keeps within it.
+std::string TerminalScreen::keysLine(int columns) const {
+    const std::string orders = "(" + std::to_string(lowestOrder) + "-" + std::to_string(highestOrder) + ")";
+    const std::string full = "Keys: Tab/Right next channel, Left previous, 0-9 channel, +/- FFT order " +
+                             orders + ", a averaging, q quit";
+    if (full.size() < static_cast<std::size_t>(columns)) {
+        return full;
+    }
+    return "Keys: Tab/Left/Right or 0-9 channel, +/- FFT order " + orders + ", a averaging, q quit";
 }
 
 void TerminalScreen::addPlot(std::vector<std::string>& lines, int plotRows, int columns) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "AveragingProgress.h"
+
 #include <chrono>
 #include <cstddef>
 #include <limits>
@@ -13,17 +15,31 @@ namespace host {
 // layout is the same on every terminal and can be checked without one.
 //
 // From the top:
-// - a title line, then a header with the seven sound level names in the order of their index in a delivery;
-// - one row per metered channel: the seven values in dB re full scale with 2 decimals ("-inf" for digital
+// - the title, over as many lines as the terminal's width asks, then a header with the level names in the
+//   order of their index in a delivery;
+// - one row per metered channel: the values in dB re full scale with 2 decimals ("-inf" for digital
 //   silence, "--" before the first delivery), a bar of the Z-weighted fast level from meterFloor to 0 dB with
 //   the peak hold as '|', and the clip mark "CLIP" while any of the seven values stood at or above clipLevel
 //   within the last holdTime. The selected channel's row starts with '>';
+// - a line that says no audio has arrived, while none has (setNoAudioText), and is blank after;
 // - the selected channel's spectrum: bars over a logarithmic frequency axis from lowestFrequency at the
 //   plot's left edge to highestFrequency at its right, each column showing the strongest bin whose frequency
 //   k * rate / N falls in it (or, where bins are wider than a column, the bin nearest the column's middle),
 //   with 10 * log10 of the delivered power on a vertical axis from topDecibels down to bottomDecibels. The
-//   axis line below the plot has a '+' at each labelled frequency, and the label starts in the same column;
+//   axis line below the plot has a '+' at each labelled frequency, and the label starts in the same column.
+//   Its title names the order, the bins, the tallest bin and the moving average, "settling" while the
+//   average holds fewer spectra than its window;
 // - the latest status lines and the keys.
+//
+// On a smaller terminal the view gives up, in this order, what it can do without:
+// - narrower than fullWidth columns: the three slow levels' columns, so that the bar keeps at least
+//   minimumBar cells; the legend after the header shortens and then goes; the keys line takes its short
+//   form; the spectrum's title takes its short form, and then leaves out the bins' spacing; the title wraps
+//   onto more lines;
+// - fewer rows: the plot shrinks down to minimumPlotRows, then the blank line above the status lines goes,
+//   then the older status line.
+// Below minimumColumns, or with fewer rows than minimumRows asks, the screen holds only the sentence that
+// the terminal is too small, with the size needed at its width (or at minimumColumns) and the size it has.
 //
 // Thread affinity: one thread, the host's.
 class TerminalScreen {
@@ -42,6 +58,12 @@ public:
     static constexpr int plotLeft = 8;
     // Width of one level value and of its name.
     static constexpr int valueWidth = 10;
+    // The fewest cells of a meter's bar, and the columns that show all seven values beside a bar that wide.
+    static constexpr int minimumBar = 10;
+    static constexpr int fullWidth = 4 + 7 * valueWidth + 9 + minimumBar;
+    // Below these the view shows only the sentence that the terminal is too small.
+    static constexpr int minimumColumns = 80;
+    static constexpr int minimumPlotRows = 3;
 
     // How the selected channel's spectrum processor is set, for the spectrum's title.
     struct SpectrumSettings {
@@ -57,6 +79,11 @@ public:
     void updateSpectrum(unsigned channel, const std::vector<double>& power);
     // The latest library message; the two latest are shown.
     void addStatus(const std::string& text);
+    // The line shown while no channel has had a level, such as "No audio has arrived from ... yet."; empty
+    // for none.
+    void setNoAudioText(std::string text) { noAudioText = std::move(text); }
+    // How far the selected channel's moving average has filled, for the spectrum's title.
+    void setAveragingProgress(const AveragingProgress& progress) { averaging = progress; }
 
     // Moves the selection to the next or previous metered channel, wrapping around.
     void selectNext();
@@ -71,8 +98,10 @@ public:
         highestOrder = highest;
     }
 
-    // The screen as `rows` lines of at most `columns` characters each.
+    // The screen as `rows` lines of `columns` characters each.
     std::vector<std::string> compose(int rows, int columns, Clock::time_point now) const;
+    // The rows the view needs at a width of `columns`, or of minimumColumns on a narrower terminal.
+    int minimumRows(int columns) const;
 
     // The plot column that holds `hertz` in a plot `width` columns wide; may lie outside 0 .. width - 1.
     static int columnOf(double hertz, int width);
@@ -90,9 +119,23 @@ private:
         bool clipped = false;
     };
 
-    std::string headerLine() const;
-    std::string meterLine(unsigned channel, const Meter* meter, int columns, Clock::time_point now) const;
-    std::string spectrumTitle() const;
+    // Which parts the view shows on a terminal of a given size.
+    struct Layout {
+        bool fits = false;
+        bool allLevels = true;
+        int plotRows = 0;
+        bool gapAboveStatus = true;
+        int statusRows = 0;
+    };
+
+    Layout arrange(int rows, int columns) const;
+    std::vector<std::string> tooSmall(int rows, int columns) const;
+    std::string headerLine(bool allLevels, int columns) const;
+    std::string meterLine(unsigned channel, const Meter* meter, bool allLevels, int columns,
+                          Clock::time_point now) const;
+    std::string spectrumTitle(int columns) const;
+    std::string averagingText(bool brief) const;
+    std::string keysLine(int columns) const;
     void addPlot(std::vector<std::string>& lines, int plotRows, int columns) const;
     static void addAxis(std::vector<std::string>& lines, int width);
 
@@ -104,6 +147,8 @@ private:
     std::vector<double> power;
     SpectrumSettings spectrumSettings;
     std::vector<std::string> statusLines;
+    std::string noAudioText;
+    AveragingProgress averaging;
     std::size_t lowestOrder = 10;
     std::size_t highestOrder = 16;
 };

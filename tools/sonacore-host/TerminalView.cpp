@@ -183,6 +183,9 @@ void TerminalView::draw() {
     int rows = 0;
     int columns = 0;
     getmaxyx(stdscr, rows, columns);
+    if (controls.averagingProgress) {
+        screen.setAveragingProgress(controls.averagingProgress(screen.selectedChannel()));
+    }
     const std::vector<std::string> lines = screen.compose(rows, columns, TerminalScreen::Clock::now());
     erase();
     for (std::size_t row = 0; row < lines.size(); ++row) {

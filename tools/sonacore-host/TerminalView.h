@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 // ncurses' terminal, as its header declares it.
@@ -39,6 +40,8 @@ public:
         std::function<void(unsigned channel, std::size_t order)> setFftOrder;
         std::function<void(unsigned channel, bool averaging)> setAveraging;
         std::function<void()> quit;
+        // How far a channel's moving average has filled, asked at each redraw for the selected channel.
+        std::function<AveragingProgress(unsigned channel)> averagingProgress;
     };
 
     // `largestOrder` caps highestOrder for a buffer that cannot hold a longer frame.
@@ -57,6 +60,8 @@ public:
     void close();
     bool isOpen() const { return terminal != nullptr; }
 
+    // The line shown while no level has arrived; see TerminalScreen::setNoAudioText.
+    void setNoAudioText(std::string text) { screen.setNoAudioText(std::move(text)); }
     void updateLevels(unsigned channel, const std::vector<double>& levels);
     void updateSpectrum(unsigned channel, const std::vector<double>& power);
     // A status line for the screen, from any thread. While no view owns the terminal, `elsewhere` goes to

@@ -1,15 +1,22 @@
 // sonacore-host: live sound levels and spectra of IEEE 1722 audio streams, built only on the library's public
 // interface.
 //
-// For each metered channel it runs two of the library's analysers and shows what they deliver: a sound level
-// processor, whose seven levels in dB re full scale (A-, C- and Z-weighted, fast and slow, and dBFS) it
-// shows as they come, and a spectrum processor of 16384 points (bins 48000 / 16384 = 2.93 Hz apart).
+// For each metered channel it runs two of the library's analysers (see ChannelAnalysers.h) and shows what
+// they deliver: a sound level processor, whose seven levels in dB re full scale (A-, C- and Z-weighted, fast
+// and slow, and dBFS) it shows as they come, and a spectrum processor of 16384 points (bins 48000 / 16384 =
+// 2.93 Hz apart), started only once the stream has filled its frame, so that no spectrum of a frame still
+// silent in its older part reaches an output. Every delivery goes to a list of sinks (see DeliverySink.h):
+// the plain lines or the live view, the snapshot and the record.
 //
 // On a terminal it is a live view drawn with ncurses (see TerminalView.h): every channel's levels with bar
-// meters, peak hold and a clip mark, the selected channel's averaged spectrum over a logarithmic Hz axis, and
-// the library's status messages; keys switch the channel, the FFT order (10 to 16) and the averaging, q ends
-// it. Otherwise, when the output goes to a file or a pipe, it prints plain lines once a second: the A, C and
-// Z fast levels and the strongest bin's frequency of each channel.
+// meters, peak hold and a clip mark, the selected channel's averaged spectrum over a logarithmic Hz axis,
+// marked while its average is still settling, and the library's status messages, named after the adapter;
+// keys switch the channel, the FFT order (10 to 16) and the averaging, q ends it. The view fits terminals
+// down to 80x24 and says when one is too small (see TerminalScreen.h). Otherwise, when the output goes to a
+// file or a pipe, it prints plain lines for each second of the stream, on the stream's own clock: the A, C
+// and Z fast levels and the strongest bin's frequency of each channel.
+//
+// A run in which no audio at all arrived from the monitored address says so and ends with exit status 3.
 //
 // With no arguments it runs a self-contained demo: it creates a private network namespace with a veth pair,
 // starts our AVTP talker inside it sending four channels (a 1 kHz full-scale sine, a 440 Hz half-scale sine,
@@ -40,9 +47,10 @@
 // The library's progress lines, and the warnings that every start-up brings, are shown with --verbose only
 // (see LibraryLog.h).
 //
-// --record FILE.csv appends every delivery to a CSV file as it arrives; --snapshot FILE.png paints the first
-// metered channel's last spectrum and every channel's last levels into an image at the end of the run, also
-// after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
+// --record FILE.csv appends every delivery to a CSV file as it arrives, one table of 32768 bin columns
+// whatever the FFT order, and says at the start how fast the file will grow; --snapshot FILE.png paints the
+// first metered channel's last spectrum and every channel's last levels into an image at the end of the run,
+// also after Ctrl-C. The snapshot is the one use of Qt's GUI module, offscreen, so that it needs no display.
 //
 // Run: sonacore-host                         the built-in demo
 //      sonacore-host --duration 60           the demo for a minute
@@ -53,13 +61,15 @@
 //      sonacore-host --verbose               the demo, with the library's progress lines
 //      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
+#include "ChannelAnalysers.h"
 #include "DeliveryRecorder.h"
+#include "DeliverySink.h"
 #include "HostOptions.h"
 #include "LibraryLog.h"
 #include "MeterDisplay.h"
 #include "NetworkSandbox.h"
+#include "OutputSinks.h"
 #include "SnapshotPainter.h"
-#include "SpectrumPeak.h"
 #include "StreamChoice.h"
 #include "StreamSetup.h"
 #include "TerminalView.h"
@@ -68,8 +78,6 @@
 #include "sonacore/IChannelAmountChanged.h"
 #include "sonacore/INetworkDeviceManager.h"
 #include "sonacore/ISonaCore.h"
-#include "sonacore/ISoundLevelValueConfig.h"
-#include "sonacore/ISpectrumConfig.h"
 #include "sonacore/IStatusMessage.h"
 #include "version/LibraryVersion.h"
 
@@ -93,7 +101,10 @@ namespace {
 
 constexpr unsigned int hostInterfaceVersion = 101;
 // The live view's moving average over the spectra, in milliseconds.
-constexpr std::size_t averagingMs = 2000;
+constexpr std::uint64_t averagingMs = 2000;
+// The record's bin columns: those of the widest spectrum the live view's keys can ask for, in every run, so
+// that the records of all runs share one header.
+constexpr std::size_t recordedBins = std::size_t{1} << (host::TerminalView::highestOrder - 1);
 
 // The library writes its first log lines while it loads, before main and before the initialisers of this
 // program's own objects: an entry of the executable's pre-initialisation array runs before those of every
@@ -123,55 +134,30 @@ bool chooseStream(host::HostOptions& options, int& status) {
                             : host::StreamChoice::takeFirstAnalysable(options, heard, status);
 }
 
-// Every delivery goes to the plain lines or the live view, the snapshot and the record.
-struct Outputs {
-    host::MeterDisplay display;
-    host::SnapshotPainter snapshot;
-    std::unique_ptr<host::DeliveryRecorder> recorder;
-    std::unique_ptr<host::TerminalView> view;
-
-    void levels(unsigned channel, const std::vector<double>& y) {
-        using namespace sonacore::iprocess;
-        if (y.size() < soundLevelValueTypes.size()) {
-            return;
-        }
-        display.updateLevels(channel, y[dbaSplFast.identifier], y[dbcSplFast.identifier],
-                             y[dbzSplFast.identifier]);
-        snapshot.updateLevels(channel, y);
-        if (view) {
-            view->updateLevels(channel, y);
-        }
-        if (recorder) {
-            recorder->recordLevels(channel, y, host::DeliveryRecorder::Clock::now());
-        }
-    }
-
-    void spectrum(unsigned channel, const std::vector<double>& power) {
-        display.updateSpectrum(channel, host::peakFrequency(power, host::HostOptions::sampleRate));
-        snapshot.updateSpectrum(channel, power);
-        if (view) {
-            view->updateSpectrum(channel, power);
-        }
-        if (recorder) {
-            recorder->recordSpectrum(channel, power, host::DeliveryRecorder::Clock::now());
-        }
-    }
-};
-
-// What one monitoring run set up in the library, for the keys of the live view and the end of the run.
+// What one monitoring run set up: every channel's analysers, and the sinks their deliveries go to (the plain
+// lines or the live view, the snapshot and the record). The analysers' callbacks hold the analysers and the
+// sinks, so the session outlives ISonaCore::destroy().
 struct Session {
     explicit Session(const host::HostOptions& options)
-        : options(options), outputs{host::MeterDisplay(options.meteredChannels),
-                                    host::SnapshotPainter(options.meteredChannels,
-                                                          options.meteredChannels.front(),
-                                                          host::HostOptions::sampleRate),
-                                    nullptr, nullptr} {}
+        : options(options), display(options.meteredChannels, options.levelSampleAmount(),
+                                    host::HostOptions::sampleRate, stdout),
+          snapshot(options.meteredChannels, options.meteredChannels.front(), host::HostOptions::sampleRate),
+          snapshotSink(snapshot) {
+        sinks.add(display);
+        sinks.add(snapshotSink);
+    }
 
     const host::HostOptions& options;
-    Outputs outputs;
     std::string adapterName;
-    std::map<unsigned, sonacore::iprocess::ISpectrumConfig*> spectra;
-    std::vector<sonacore::ihandles::IProcessorHandle*> processors;
+    host::MeterDisplay display;
+    host::SnapshotPainter snapshot;
+    host::SnapshotSink snapshotSink;
+    std::unique_ptr<host::DeliveryRecorder> recorder;
+    std::unique_ptr<host::RecordSink> recordSink;
+    std::unique_ptr<host::TerminalView> view;
+    std::unique_ptr<host::ViewSink> viewSink;
+    host::DeliverySinks sinks;
+    std::map<unsigned, std::unique_ptr<host::ChannelAnalysers>> analysers;
     sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
 };
 
@@ -182,8 +168,7 @@ bool openRecorder(const host::HostOptions& options, std::unique_ptr<host::Delive
         return true;
     }
     std::string error;
-    recorder = host::DeliveryRecorder::open(options.recordPath, host::HostOptions::spectrumFrameLength / 2,
-                                            host::HostOptions::sampleRate,
+    recorder = host::DeliveryRecorder::open(options.recordPath, recordedBins, host::HostOptions::sampleRate,
                                             host::DeliveryRecorder::Clock::now(), error);
     if (!recorder) {
         std::cerr << error << "\n";
@@ -193,12 +178,14 @@ bool openRecorder(const host::HostOptions& options, std::unique_ptr<host::Delive
 }
 
 // The library's messages, on the live view's status line while it owns the terminal, on standard error
-// otherwise.
-void routeMessages(ISonaCore& core) {
-    core.setMessageReceiver([](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
+// otherwise. The capture's messages carry the name of the library's sniffer, which need not be the adapter's:
+// their lines name the adapter the run captures on instead, as the user knows it.
+void routeMessages(ISonaCore& core, const std::string& adapterName) {
+    core.setMessageReceiver([adapterName](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
         std::string text;
         if (message->getMessageClass() == "StatusMessage") {
-            text = message->getMessageId() + ": " + message->getMessageText();
+            const bool capture = message->getMessageSender() == "PcapPacketSniffer";
+            text = (capture ? adapterName : message->getMessageId()) + ": " + message->getMessageText();
         } else if (message->getMessageClass() == "ChannelAmountChanged") {
             auto change = std::dynamic_pointer_cast<sonacore::imessages::IChannelAmountChanged>(message);
             text = message->getMessageId() + " now sends " +
@@ -220,6 +207,7 @@ int addReceiver(ISonaCore& core, Session& session) {
         return 2;
     }
     session.adapterName = adapter->getDeviceName();
+    routeMessages(core, session.adapterName);
     try {
         session.receiver = core.addRemoteStreamReceiver(host::StreamSetup::configure(options, *adapter));
     } catch (const exceptions::InstanceNotCreateable&) {
@@ -231,67 +219,67 @@ int addReceiver(ISonaCore& core, Session& session) {
     return 0;
 }
 
-void addLevelProcessor(ISonaCore& core, Session& session, unsigned channel) {
-    const std::string name = "level " + std::to_string(channel);
-    auto* level =
-        sonacore::iprocess::ISoundLevelValueConfig::createInstance(name, session.options.levelSampleAmount());
-    sonacore::ihandles::IProcessorHandle* handle =
-        core.addProcessor(*sonacore::IProcessConfiguration::createInstance(
-            name, *level, session.options.deviceKey, static_cast<unsigned char>(channel)));
-    Outputs& outputs = session.outputs;
-    core.getMeteringDataSource(*handle)->bindChannelCallback(
-        [&outputs, channel](sonacore::IChannelData& data) {
-            outputs.levels(channel, data.getVectorData().getY());
-        });
-    session.processors.push_back(handle);
-}
-
-// By default a spectrum every 200 ms on the processor's own timer: 5 transforms of 16384 points and 5
-// deliveries of 8192 bins a second per channel, where the buffer's signal every 480 samples would ask for 100
-// of each, while the display shows no more than 10 a second. The live view averages the spectra over two
-// seconds, so that a bar stands still enough to be read; the average of ten spectra is full two seconds
-// after a start or a change of order.
-void addSpectrumProcessor(ISonaCore& core, Session& session, unsigned channel, bool averaging) {
+// Every metered channel's analysers. The live view averages the spectra over two seconds, so that a bar
+// stands still enough to be read.
+void addAnalysers(ISonaCore& core, Session& session, bool averaging) {
     const host::HostOptions& options = session.options;
-    const std::string name = "spectrum " + std::to_string(channel);
-    auto* spectrum = options.clockPeriodMs > 0
-                         ? sonacore::iprocess::ISpectrumConfig::createInstance(
-                               name, host::HostOptions::spectrumFrameLength, options.clockPeriodMs)
-                         : sonacore::iprocess::ISpectrumConfig::createInstance(
-                               name, host::HostOptions::spectrumFrameLength);
-    spectrum->setFftOrder(host::HostOptions::spectrumOrder);
-    if (averaging) {
-        spectrum->setMovingAverageWindowLength(averagingMs);
-        spectrum->setMovingAverageActivity(true);
+    host::ChannelAnalysers::Settings settings;
+    settings.deviceKey = options.deviceKey;
+    settings.levelSamples = options.levelSampleAmount();
+    settings.clockPeriodMs = options.clockPeriodMs;
+    settings.signalingAmount = options.signalingAmount;
+    settings.order = host::HostOptions::spectrumOrder;
+    settings.averaging = averaging;
+    settings.averagingMs = averagingMs;
+    for (const unsigned channel : options.meteredChannels) {
+        session.analysers[channel] =
+            std::make_unique<host::ChannelAnalysers>(core, channel, settings, session.sinks);
     }
-    sonacore::ihandles::IProcessorHandle* handle =
-        core.addProcessor(*sonacore::IProcessConfiguration::createInstance(
-            name, *spectrum, options.deviceKey, static_cast<unsigned char>(channel)));
-    Outputs& outputs = session.outputs;
-    core.getMeteringDataSource(*handle)->bindChannelCallback(
-        [&outputs, channel](sonacore::IChannelData& data) {
-            outputs.spectrum(channel, data.getVectorData().getY());
-        });
-    session.spectra[channel] = spectrum;
-    session.processors.push_back(handle);
 }
 
-// The live view when the output is a terminal. Its keys act on the selected channel's spectrum
-// configuration, which the running processor follows before its next calculation.
+// The highest FFT order whose frame the buffer holds, within the live view's range.
+std::size_t largestOrder(const host::HostOptions& options) {
+    std::size_t order = host::TerminalView::lowestOrder;
+    while (order < host::TerminalView::highestOrder && (std::uint64_t{2} << order) <= options.bufferSize) {
+        ++order;
+    }
+    return order;
+}
+
+// The record's sink, after the line that says how fast the file will grow.
+void attachRecorder(Session& session, std::unique_ptr<host::DeliveryRecorder> recorder, bool live) {
+    if (!recorder) {
+        return;
+    }
+    const host::HostOptions& options = session.options;
+    host::DeliveryRecorder::Load load;
+    load.channels = options.meteredChannels.size();
+    load.levelsPerSecond = host::HostOptions::sampleRate / static_cast<double>(options.levelSampleAmount());
+    load.spectraPerSecond = options.clockPeriodMs > 0 ? 1000.0 / static_cast<double>(options.clockPeriodMs)
+                                                      : host::HostOptions::sampleRate /
+                                                            static_cast<double>(options.signalingAmount);
+    load.order = host::HostOptions::spectrumOrder;
+    // Only the live view's keys change the order.
+    load.largestOrder = live ? largestOrder(options) : load.order;
+    std::cout << recorder->recordingText(load) << std::endl;
+    session.recorder = std::move(recorder);
+    session.recordSink = std::make_unique<host::RecordSink>(*session.recorder);
+    session.sinks.add(*session.recordSink);
+}
+
+// The live view when the output is a terminal. Its keys act on the selected channel's analysers, whose
+// spectrum processor follows a change before its next calculation.
 std::unique_ptr<host::TerminalView> makeView(Session& session) {
     const host::HostOptions& options = session.options;
-    // The longest frame the buffer holds.
-    std::size_t largestOrder = host::TerminalView::lowestOrder;
-    while (largestOrder < host::TerminalView::highestOrder &&
-           (std::uint64_t{2} << largestOrder) <= options.bufferSize) {
-        ++largestOrder;
-    }
     host::TerminalView::Controls controls;
     controls.setFftOrder = [&session](unsigned channel, std::size_t order) {
-        session.spectra.at(channel)->setFftOrder(order);
+        session.analysers.at(channel)->setFftOrder(order);
     };
     controls.setAveraging = [&session](unsigned channel, bool averaging) {
-        session.spectra.at(channel)->setMovingAverageActivity(averaging);
+        session.analysers.at(channel)->setAveraging(averaging);
+    };
+    controls.averagingProgress = [&session](unsigned channel) {
+        return session.analysers.at(channel)->averaging();
     };
     controls.quit = [] { QCoreApplication::quit(); };
     const host::StreamFormat& format = options.stream;
@@ -300,14 +288,29 @@ std::unique_ptr<host::TerminalView> makeView(Session& session) {
         std::to_string(format.channels) + " channels of " + format.shortName() + " at 48000 Hz, " +
         (format.vlanId ? "VLAN " + std::to_string(*format.vlanId) + ", " : "") +
         std::to_string(static_cast<long>(options.durationSeconds)) + " s; q or Ctrl-C ends it";
-    return std::make_unique<host::TerminalView>(
+    auto view = std::make_unique<host::TerminalView>(
         options.meteredChannels, host::HostOptions::sampleRate, title,
-        host::TerminalScreen::SpectrumSettings{host::HostOptions::spectrumOrder, true}, largestOrder,
+        host::TerminalScreen::SpectrumSettings{host::HostOptions::spectrumOrder, true}, largestOrder(options),
         std::move(controls));
+    view->setNoAudioText("No audio has arrived from " + options.deviceKey + " on " + session.adapterName +
+                         " yet.");
+    return view;
+}
+
+// The live view takes the terminal, and the deliveries, from here on; where it cannot, the plain lines do.
+void openView(Session& session) {
+    session.view = makeView(session);
+    if (!session.view->open()) {
+        session.view.reset();
+        return;
+    }
+    session.display.printLinesTo(nullptr);
+    session.viewSink = std::make_unique<host::ViewSink>(*session.view);
+    session.sinks.add(*session.viewSink);
 }
 
 // Runs the Qt event loop until the duration has passed, Ctrl-C or SIGTERM arrived or q was pressed, drawing
-// the live view or the plain lines ten times a second.
+// the live view ten times a second.
 void runEventLoop(Session& session) {
     QTimer stopper;
     stopper.setSingleShot(true);
@@ -318,46 +321,40 @@ void runEventLoop(Session& session) {
     // included, is done here.
     host::EventLoopStop interruption;
     interruption.start(50);
-    Outputs& outputs = session.outputs;
+    // The plain lines follow the stream's own clock (see MeterDisplay.h); only the live view is redrawn.
     QTimer redraw;
     QObject::connect(
         &redraw, &QTimer::timeout, &redraw,
-        [&outputs] {
-            if (outputs.view && outputs.view->isOpen()) {
-                outputs.view->tick();
-            } else {
-                outputs.display.draw();
+        [&session] {
+            if (session.view) {
+                session.view->tick();
             }
         },
         Qt::DirectConnection);
     redraw.start(100);
-    if (outputs.view && !outputs.view->open()) {
-        outputs.view.reset();
-    }
     QCoreApplication::exec();
-    if (outputs.view) {
-        outputs.view->close();
+    if (session.view) {
+        session.view->close();
     }
 }
 
 // What the run leaves behind: the last readings, the record's and the snapshot's outcome. Returns the exit
 // status: 3 when no audio arrived, 1 when the record or the snapshot failed.
 int finishRun(Session& session) {
-    Outputs& outputs = session.outputs;
-    outputs.display.finish();
+    session.display.finish();
     int status = 0;
-    if (outputs.recorder) {
-        if (!outputs.recorder->error().empty()) {
-            std::cerr << outputs.recorder->error() << "\n";
+    if (session.recorder) {
+        if (!session.recorder->error().empty()) {
+            std::cerr << session.recorder->error() << "\n";
             status = 1;
         }
-        std::cout << "Recorded " << outputs.recorder->levelRows() << " level rows and "
-                  << outputs.recorder->spectrumRows() << " spectrum rows in " << session.options.recordPath
+        std::cout << "Recorded " << session.recorder->levelRows() << " level rows and "
+                  << session.recorder->spectrumRows() << " spectrum rows in " << session.options.recordPath
                   << ".\n";
     }
     if (!session.options.snapshotPath.empty()) {
         std::string error;
-        if (outputs.snapshot.write(session.options.snapshotPath, error)) {
+        if (session.snapshot.write(session.options.snapshotPath, error)) {
             std::cout << "Snapshot of " << host::SnapshotPainter::imageWidth << "x"
                       << host::SnapshotPainter::imageHeight << " pixels written to "
                       << session.options.snapshotPath << ".\n";
@@ -366,7 +363,8 @@ int finishRun(Session& session) {
             status = 1;
         }
     }
-    if (!outputs.display.sawData()) {
+    // Levels come only with the stream's samples, so none means that nothing of the stream was heard.
+    if (!session.display.sawAudio()) {
         std::cerr << "No audio arrived from " << session.options.deviceKey << " on " << session.adapterName
                   << ": check the stream's source address (--mac) and the adapter.\n";
         return 3;
@@ -376,25 +374,21 @@ int finishRun(Session& session) {
 
 int run(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder> recorder) {
     Session session(options);
-    session.outputs.recorder = std::move(recorder);
     ISonaCore* core = ISonaCore::createInstance();
-    routeMessages(*core);
     if (const int status = addReceiver(*core, session); status != 0) {
         ISonaCore::destroy();
         return status;
     }
     const bool live = host::TerminalView::available();
-    for (const unsigned channel : options.meteredChannels) {
-        addLevelProcessor(*core, session, channel);
-        addSpectrumProcessor(*core, session, channel, live);
+    addAnalysers(*core, session, live);
+    attachRecorder(session, std::move(recorder), live);
+    if (live) {
+        openView(session);
     }
-    for (auto* handle : session.processors) {
-        handle->start();
+    for (const auto& channel : session.analysers) {
+        channel.second->start();
     }
     session.receiver->start();
-    if (live) {
-        session.outputs.view = makeView(session);
-    }
     runEventLoop(session);
     ISonaCore::destroy();
     host::LibraryLog::silence();
