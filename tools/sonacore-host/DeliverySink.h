@@ -43,4 +43,23 @@ private:
     std::vector<DeliverySink*> sinks;
 };
 
+// Hands a delivery on with its channel moved by `offset`: one network's channel c shows as c + offset where
+// several networks share the outputs. The target is not owned and must outlive this sink's use.
+class ShiftedSink final : public DeliverySink {
+public:
+    ShiftedSink(DeliverySink& target, unsigned offset) : target(target), offset(offset) {}
+
+    void levels(unsigned channel, const std::vector<double>& values) override {
+        target.levels(channel + offset, values);
+    }
+
+    void spectrum(unsigned channel, const std::vector<double>& power) override {
+        target.spectrum(channel + offset, power);
+    }
+
+private:
+    DeliverySink& target;
+    const unsigned offset;
+};
+
 } // namespace host

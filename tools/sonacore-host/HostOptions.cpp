@@ -159,6 +159,29 @@ bool readMac(HostOptions& options, const std::string&, const std::string& value,
     return true;
 }
 
+// --adapter once per network, or several names or numbers at once, separated by commas.
+bool readAdapter(HostOptions& options, const std::string&, const std::string& value, std::string& error) {
+    std::string rest = value;
+    do {
+        const std::size_t comma = rest.find(',');
+        const std::string name = rest.substr(0, comma);
+        rest = comma == std::string::npos ? std::string() : rest.substr(comma + 1);
+        if (name.empty()) {
+            error = "--adapter '" + value +
+                    "' is not valid: give an adapter's number or name, as --list shows "
+                    "them, or several separated by commas.";
+            return false;
+        }
+        if (name == options.adapter || std::find(options.otherAdapters.begin(), options.otherAdapters.end(),
+                                                 name) != options.otherAdapters.end()) {
+            error = "Adapter " + name + " is named twice; name each adapter once.";
+            return false;
+        }
+        (options.adapter.empty() ? options.adapter : options.otherAdapters.emplace_back()) = name;
+    } while (!rest.empty());
+    return true;
+}
+
 bool readMeter(HostOptions& options, const std::string&, const std::string& value, std::string& error) {
     options.meterGiven = parseChannels(value, options.meteredChannels, error);
     return options.meterGiven;
@@ -177,7 +200,7 @@ const Range durationRange{1, 86400, "whole seconds"};
 // Every option that takes a value.
 const std::map<std::string, ValueReader>& valueReaders() {
     static const std::map<std::string, ValueReader> readers{
-        {"--adapter", text(&HostOptions::adapter, "give an adapter's number or name, as --list shows them")},
+        {"--adapter", readAdapter},
         {"--mac", readMac},
         {"--channels", streamNumber(&StreamFormat::channels, channelsRange, &HostOptions::channelsGiven)},
         {"--samples-per-frame", streamNumber(&StreamFormat::samplesPerFrame, samplesPerFrameRange,
@@ -243,6 +266,11 @@ bool HostOptions::parse(int argc, char** argv, HostOptions& options, std::string
         error = "--all goes with --list: run 'sonacore-host --list --all' for every adapter.";
         return false;
     }
+    if (!options.otherAdapters.empty() && (options.macGiven || options.discover)) {
+        error = std::string(options.macGiven ? "--mac" : "--discover") +
+                " takes one adapter: on several, the first stream heard on each is monitored.";
+        return false;
+    }
     return options.complete(error, options.channelsGiven);
 }
 
@@ -270,7 +298,8 @@ bool HostOptions::complete(std::string& error, bool channelsKnown) {
     for (const unsigned channel : meteredChannels) {
         if (channelsKnown && channel >= stream.channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
-                    std::to_string(stream.channels) + " channels, numbered from 0.";
+                    (stream.channels == 1 ? std::string("1 channel, channel 0.")
+                                          : std::to_string(stream.channels) + " channels, numbered from 0.");
             return false;
         }
     }
@@ -298,7 +327,8 @@ std::string HostOptions::usage() {
            "cannot\n"
            "                           analyse and why\n"
            "  --seconds S              how long to listen for talkers, 1 to 3600 (default 2)\n"
-           "  --adapter N|NAME         capture on this adapter\n"
+           "  --adapter N|NAME         capture on this adapter; given again (or as a list, eth1,eth2), on\n"
+           "                           several networks at once, each with the first stream heard on it\n"
            "  --mac XX:XX:XX:XX:XX:XX  the stream's source address; without it, the first stream heard on "
            "the\n"
            "                           adapter that the library can analyse. Either way the stream is read\n"

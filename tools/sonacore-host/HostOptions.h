@@ -34,6 +34,8 @@ struct HostOptions {
     double discoverySeconds = 2.0;
     // Number or name of the adapter; empty for the built-in demo.
     std::string adapter;
+    // The adapters after the first, when --adapter names several networks to monitor at once.
+    std::vector<std::string> otherAdapters;
     // The stream's source address as the library keys it: 12 hexadecimal characters.
     std::string deviceKey = "00a0c9112233";
     // The form of the stream's frames: the command line's channels and samples per frame, or the defaults,

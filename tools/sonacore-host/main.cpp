@@ -61,6 +61,7 @@
 //      sonacore-host --verbose               the demo, with the library's progress lines
 //      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
+#include "AdapterRecovery.h"
 #include "ChannelAnalysers.h"
 #include "DeliveryRecorder.h"
 #include "DeliverySink.h"
@@ -158,7 +159,18 @@ struct Session {
     std::unique_ptr<host::ViewSink> viewSink;
     host::DeliverySinks sinks;
     std::map<unsigned, std::unique_ptr<host::ChannelAnalysers>> analysers;
-    sonacore::ihandles::INetworkReceiverHandle* receiver = nullptr;
+    // One per monitored network, in the order of the command line.
+    std::vector<sonacore::ihandles::INetworkReceiverHandle*> receivers;
+    // The name each adapter's capture messages carry (the library's sniffer name), and the adapter's.
+    std::map<std::string, std::string> captureNames;
+};
+
+// One network that a run monitors: the options with its adapter and its stream as heard, and where its
+// channels show: its channel c as c + firstShown in every output.
+struct Network {
+    host::HostOptions options;
+    unsigned firstShown = 0;
+    std::unique_ptr<host::ShiftedSink> sink;
 };
 
 // The record file, opened before anything is captured or listened to; false with the reason on standard
@@ -180,12 +192,15 @@ bool openRecorder(const host::HostOptions& options, std::unique_ptr<host::Delive
 // The library's messages, on the live view's status line while it owns the terminal, on standard error
 // otherwise. The capture's messages carry the name of the library's sniffer, which need not be the adapter's:
 // their lines name the adapter the run captures on instead, as the user knows it.
-void routeMessages(ISonaCore& core, const std::string& adapterName) {
-    core.setMessageReceiver([adapterName](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
+void routeMessages(ISonaCore& core, const std::map<std::string, std::string>& captureNames) {
+    core.setMessageReceiver([captureNames](std::shared_ptr<sonacore::imessages::IBaseMessage> message) {
         std::string text;
         if (message->getMessageClass() == "StatusMessage") {
-            const bool capture = message->getMessageSender() == "PcapPacketSniffer";
-            text = (capture ? adapterName : message->getMessageId()) + ": " + message->getMessageText();
+            const auto adapter = message->getMessageSender() == "PcapPacketSniffer"
+                                     ? captureNames.find(message->getMessageId())
+                                     : captureNames.end();
+            text = (adapter != captureNames.end() ? adapter->second : message->getMessageId()) + ": " +
+                   message->getMessageText();
         } else if (message->getMessageClass() == "ChannelAmountChanged") {
             auto change = std::dynamic_pointer_cast<sonacore::imessages::IChannelAmountChanged>(message);
             text = message->getMessageId() + " now sends " +
@@ -199,19 +214,22 @@ void routeMessages(ISonaCore& core, const std::string& adapterName) {
 
 // The stream's receiver on the options' adapter. Returns 0, or the exit status with the reason on standard
 // error: 2 for an unknown adapter, 1 without the right to capture.
-int addReceiver(ISonaCore& core, Session& session) {
-    const host::HostOptions& options = session.options;
+int addReceiver(ISonaCore& core, Session& session, const host::HostOptions& options) {
     sonacore::INetworkDeviceInfo* adapter = host::StreamSetup::findAdapter(options.adapter);
     if (adapter == nullptr) {
         std::cerr << host::StreamSetup::noAdapterText(options.adapter) << "\n";
         return 2;
     }
-    session.adapterName = adapter->getDeviceName();
-    routeMessages(core, session.adapterName);
+    const std::string adapterName = adapter->getDeviceName();
+    session.adapterName += (session.adapterName.empty() ? "" : " and ") + adapterName;
+    session.captureNames["PcapPacketSniffer (eth" + std::to_string(adapter->getDeviceNumber()) + ")"] =
+        adapterName;
+    routeMessages(core, session.captureNames);
     try {
-        session.receiver = core.addRemoteStreamReceiver(host::StreamSetup::configure(options, *adapter));
+        session.receivers.push_back(
+            core.addRemoteStreamReceiver(host::StreamSetup::configure(options, *adapter)));
     } catch (const exceptions::InstanceNotCreateable&) {
-        std::cerr << "Cannot capture on '" << session.adapterName
+        std::cerr << "Cannot capture on '" << adapterName
                   << "': run as root, or give this program the right to capture (setcap "
                      "cap_net_raw,cap_net_admin+ep sonacore-host).\n";
         return 1;
@@ -221,8 +239,9 @@ int addReceiver(ISonaCore& core, Session& session) {
 
 // Every metered channel's analysers. The live view averages the spectra over two seconds, so that a bar
 // stands still enough to be read.
-void addAnalysers(ISonaCore& core, Session& session, bool averaging) {
-    const host::HostOptions& options = session.options;
+void addAnalysers(ISonaCore& core, Session& session, Network& network, bool averaging) {
+    const host::HostOptions& options = network.options;
+    network.sink = std::make_unique<host::ShiftedSink>(session.sinks, network.firstShown);
     host::ChannelAnalysers::Settings settings;
     settings.deviceKey = options.deviceKey;
     settings.levelSamples = options.levelSampleAmount();
@@ -232,8 +251,8 @@ void addAnalysers(ISonaCore& core, Session& session, bool averaging) {
     settings.averaging = averaging;
     settings.averagingMs = averagingMs;
     for (const unsigned channel : options.meteredChannels) {
-        session.analysers[channel] =
-            std::make_unique<host::ChannelAnalysers>(core, channel, settings, session.sinks);
+        session.analysers[network.firstShown + channel] =
+            std::make_unique<host::ChannelAnalysers>(core, channel, settings, *network.sink);
     }
 }
 
@@ -372,27 +391,54 @@ int finishRun(Session& session) {
     return status;
 }
 
-int run(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder> recorder) {
-    Session session(options);
+// Captures and analyses until the run ends. A network whose adapter goes down or away is taken up again
+// once it is back (see AdapterRecovery.h).
+void capture(Session& session) {
+    for (const auto& channel : session.analysers) {
+        channel.second->start();
+    }
+    host::AdapterRecovery recovery(
+        [](const std::string& text) { host::TerminalView::post(text, "status: " + text); });
+    for (auto* receiver : session.receivers) {
+        receiver->start();
+        // The receiver's name is its adapter's.
+        recovery.watch(receiver->getReceiverUid(), *receiver);
+    }
+    recovery.start();
+    runEventLoop(session);
+}
+
+// Monitors `networks`, whose channels `shown` lists as the outputs number them.
+int run(const host::HostOptions& shown, std::vector<Network>& networks,
+        std::unique_ptr<host::DeliveryRecorder> recorder) {
+    Session session(shown);
     ISonaCore* core = ISonaCore::createInstance();
-    if (const int status = addReceiver(*core, session); status != 0) {
-        ISonaCore::destroy();
-        return status;
+    // Each adapter's frames reach only its own network's stream.
+    core->setPerAdapterCapture(networks.size() > 1);
+    for (const Network& network : networks) {
+        if (const int status = addReceiver(*core, session, network.options); status != 0) {
+            ISonaCore::destroy();
+            return status;
+        }
     }
     const bool live = host::TerminalView::available();
-    addAnalysers(*core, session, live);
+    for (Network& network : networks) {
+        addAnalysers(*core, session, network, live);
+    }
     attachRecorder(session, std::move(recorder), live);
     if (live) {
         openView(session);
     }
-    for (const auto& channel : session.analysers) {
-        channel.second->start();
-    }
-    session.receiver->start();
-    runEventLoop(session);
+    capture(session);
     ISonaCore::destroy();
     host::LibraryLog::silence();
     return finishRun(session);
+}
+
+int run(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder> recorder) {
+    std::vector<Network> networks(1);
+    networks.front().options = options;
+    return run(options, networks, std::move(recorder));
 }
 
 // Says which library this is; false, with the reason on standard error, when it does not fit this program.
@@ -443,17 +489,59 @@ int discover(const host::HostOptions& options) {
     return 0;
 }
 
+// Several networks at once: the first analysable stream heard on each adapter, in the order given, each
+// adapter's frames kept to its own stream. The outputs number the channels on: those of the second network
+// follow those of the first, as the opening lines say.
+int monitorNetworks(const host::HostOptions& options, std::unique_ptr<host::DeliveryRecorder> recorder) {
+    std::vector<std::string> adapters{options.adapter};
+    adapters.insert(adapters.end(), options.otherAdapters.begin(), options.otherAdapters.end());
+    std::vector<Network> networks(adapters.size());
+    host::HostOptions shown = options;
+    shown.meteredChannels.clear();
+    std::vector<std::string> keys;
+    unsigned firstShown = 0;
+    for (std::size_t index = 0; index < adapters.size(); ++index) {
+        Network& network = networks[index];
+        network.options = options;
+        network.options.adapter = adapters[index];
+        network.options.otherAdapters.clear();
+        if (int status = 0; !chooseStream(network.options, status)) {
+            return status;
+        }
+        network.firstShown = firstShown;
+        for (const unsigned channel : network.options.meteredChannels) {
+            shown.meteredChannels.push_back(firstShown + channel);
+        }
+        const unsigned channels = network.options.stream.channels;
+        std::cout << "Network " << index + 1 << ": " << network.options.deviceKey << " on " << adapters[index]
+                  << ", its channels 0 to " << channels - 1 << " shown as ch" << firstShown << " to ch"
+                  << firstShown + channels - 1 << ".\n";
+        keys.push_back(network.options.deviceKey);
+        firstShown += channels;
+    }
+    shown.deviceKey = keys.front();
+    for (std::size_t index = 1; index < keys.size(); ++index) {
+        shown.deviceKey += " and " + keys[index];
+    }
+    shown.stream = networks.front().options.stream;
+    shown.stream.channels = firstShown;
+    return run(shown, networks, std::move(recorder));
+}
+
 int monitor(host::HostOptions& options, bool demo) {
     std::unique_ptr<host::DeliveryRecorder> recorder;
     if (!openRecorder(options, recorder)) {
         return 2;
     }
-    if (!demo) {
-        if (int status = 0; !chooseStream(options, status)) {
-            return status;
-        }
-    }
     try {
+        if (!options.otherAdapters.empty()) {
+            return monitorNetworks(options, std::move(recorder));
+        }
+        if (!demo) {
+            if (int status = 0; !chooseStream(options, status)) {
+                return status;
+            }
+        }
         return run(options, std::move(recorder));
     } catch (const std::exception& failure) {
         std::cerr << "The library refused the set-up: " << failure.what() << "\n";
