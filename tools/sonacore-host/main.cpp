@@ -58,6 +58,7 @@
 //      sonacore-host --version               the monitor's name and the library's version
 //      sonacore-host --discover --adapter eth1 [--seconds 2]
 //      sonacore-host --adapter eth1 [--mac 00:a0:c9:11:22:33] [--channels 2] [--duration 30] ...
+//      sonacore-host --adapter eth1,eth2     two networks at once, the first stream heard on each
 //      sonacore-host --verbose               the demo, with the library's progress lines
 //      sonacore-host --record levels.csv --snapshot spectrum.png    the demo, recorded and painted
 //      sonacore-host --help                  every option
