@@ -451,7 +451,7 @@ TEST(StreamChoice, ChannelOfTheCommandLineThatTheHeardStreamLacksEndsTheRun) {
     Printed printed;
     EXPECT_FALSE(StreamChoice::takeFirstAnalysable(options, heardOn({withChannels(1, 12)}), status));
     EXPECT_EQ(status, 2);
-    EXPECT_EQ(printed.error(), "Channel 1 is not sent: the stream has 1 channels, numbered from 0.\n");
+    EXPECT_EQ(printed.error(), "Channel 1 is not sent: the stream has 1 channel, numbered 0.\n");
 }
 
 // Regression: the demo sends four channels, and --meter 3 was refused against the two of a stream not yet

@@ -298,7 +298,7 @@ bool HostOptions::complete(std::string& error, bool channelsKnown) {
     for (const unsigned channel : meteredChannels) {
         if (channelsKnown && channel >= stream.channels) {
             error = "Channel " + std::to_string(channel) + " is not sent: the stream has " +
-                    (stream.channels == 1 ? std::string("1 channel, channel 0.")
+                    (stream.channels == 1 ? std::string("1 channel, numbered 0.")
                                           : std::to_string(stream.channels) + " channels, numbered from 0.");
             return false;
         }
