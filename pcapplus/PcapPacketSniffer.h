@@ -59,7 +59,6 @@ public:
     // On: the capture loops started from now on hand this adapter's frames to the receiver registered on this
     // sniffer only. Off (the default): to the class-wide callback. The caller's thread.
     void setPerAdapterCapture(bool enabled);
-    bool isPerAdapterCapture() const { return perAdapterCapture; }
 
     std::string toString() const override;
     std::string getName() const { return name; }

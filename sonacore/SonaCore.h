@@ -40,7 +40,6 @@ public:
     // Stops all processors, then all capture, then deletes every configuration object of the registries, each
     // kind before the kinds it refers to.
     void destroy();
-    bool isDestroyed() const { return destroyed; }
     // Stops processing and capture without waiting; the engines stay in place.
     void stopEngines();
 
